@@ -1,0 +1,8 @@
+# Warnings and sanitizers as one INTERFACE target, linked privately by every target of ours.
+add_library(corvix_warnings INTERFACE)
+target_compile_options(corvix_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Werror)
+if(CORVIX_SANITIZE)
+  target_compile_options(corvix_warnings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(corvix_warnings INTERFACE -fsanitize=address,undefined)
+endif()

@@ -1,0 +1,60 @@
+#include "common/report_error.h"
+
+#include <algorithm>
+#include <string>
+
+#include "common/text.h"
+
+namespace corvix::common {
+namespace {
+
+thread_local Dialogs* current_dialogs = nullptr;
+
+constexpr std::string_view kRebuildMessage =
+    "The databases may be corrupt.  Please run the rebuild programs. (Double Click on the icons) and restart "
+    "Lumivar.";
+
+bool IsDeviceError(ErrorNumber number) {
+  return number == kDeviceIo || number == kDiskFull || number == kDeviceUnavailable ||
+         number == kDiskNotReady;
+}
+
+}  // namespace
+
+thread_local ProcedureName CurrentProc;
+thread_local Action ErrAction = Action::Retry;
+
+ProcedureName& ProcedureName::operator=(std::string_view name) {
+  const std::size_t used = std::min(name.size(), kLength);
+  std::copy_n(name.begin(), used, characters_.begin());
+  std::fill(characters_.begin() + static_cast<std::ptrdiff_t>(used), characters_.end(), ' ');
+  return *this;
+}
+
+std::string_view ProcedureName::Trimmed() const { return Trim(Padded()); }
+
+Action ReportError(const Error& error) {
+  if (error.number() == kRecordLocked) {
+    if (current_dialogs) current_dialogs->Notice(kRebuildMessage);
+    throw ProgramEnd{};
+  }
+  if (!IsDeviceError(error.number()) || !current_dialogs) return Action::PassOn;
+  const std::string text = std::string(error.what()) + ".\r\nError # " + std::to_string(error.number()) +
+                           " in module " + std::string(CurrentProc.Trimmed()) + ".";
+  switch (current_dialogs->AskDevice(text)) {
+    case DeviceAnswer::Retry:
+      return Action::Retry;
+    case DeviceAnswer::Ignore:
+      return Action::Skip;
+    case DeviceAnswer::Abort:
+      break;
+  }
+  return Action::Leave;
+}
+
+DialogsScope::DialogsScope(Dialogs& dialogs) : previous_(current_dialogs) { current_dialogs = &dialogs; }
+DialogsScope::~DialogsScope() { current_dialogs = previous_; }
+
+Dialogs* CurrentDialogs() { return current_dialogs; }
+
+}  // namespace corvix::common

@@ -1,0 +1,103 @@
+// Constants of the Jet 4 file format: page types, offsets, limits. Nothing else in the engine defines an
+// offset. docs/formats/jet4.md describes each structure with an example.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace corvix::jet {
+
+using PageNumber = std::uint32_t;
+
+inline constexpr std::size_t kPageSize = 4096;
+inline constexpr std::uint64_t kMaxFileSize = std::uint64_t{2} << 30;
+
+/// Address of a row slot ("cell") of a data page; in files 4 bytes: row number, then the page in 3 bytes.
+struct RowRef {
+  PageNumber page = 0;
+  std::uint8_t row = 0;
+  auto operator<=>(const RowRef&) const = default;
+  bool IsNone() const { return page == 0 && row == 0; }
+  std::uint32_t Packed() const { return page << 8 | row; }
+  static RowRef Unpack(std::uint32_t packed) {
+    return {packed >> 8, static_cast<std::uint8_t>(packed & 0xFF)};
+  }
+};
+
+enum class PageType : std::uint8_t {
+  Header = 0,
+  Data = 1,
+  TableDefinition = 2,
+  IndexNode = 3,
+  IndexLeaf = 4,
+  UsageBitmap = 5
+};
+
+inline constexpr std::size_t kPageTypeOffset = 0;  // byte 1 of a page is always 1
+
+// Pages that are fixed.
+inline constexpr PageNumber kGlobalMapPage = 1;
+inline constexpr PageNumber kObjectsTable = 2;        // MSysObjects
+inline constexpr PageNumber kAcesTable = 3;           // MSysACEs
+inline constexpr PageNumber kQueriesTable = 4;        // MSysQueries
+inline constexpr PageNumber kRelationshipsTable = 5;  // MSysRelationships
+
+// Header page.
+namespace header {
+inline constexpr std::size_t kSignature = 0x04;  // "Standard Jet DB", zero
+inline constexpr std::size_t kVersion = 0x14;    // 1 = Jet 4
+inline constexpr std::size_t kMasked = 0x18;     // 128 bytes XORed with an RC4 stream
+inline constexpr std::size_t kMaskedLength = 128;
+inline constexpr std::size_t kCodePage = 0x3C;
+inline constexpr std::size_t kDatabaseKey = 0x3E;  // 0: pages are plain
+inline constexpr std::size_t kPassword = 0x42;     // 40 bytes
+inline constexpr std::size_t kBuild = 0x6A;
+inline constexpr std::size_t kSortOrder = 0x6E;  // LCID
+inline constexpr std::size_t kSortOrderVersion = 0x71;
+inline constexpr std::size_t kCreationDate = 0x72;     // double, days since 1899-12-30
+inline constexpr std::size_t kCommitCounters = 0xE00;  // left alone
+}  // namespace header
+
+// Data pages (rows, long values, usage maps).
+namespace data_page {
+inline constexpr std::size_t kFree = 2;
+inline constexpr std::size_t kOwner = 4;   // table definition page, or "LVAL", or 0 for usage maps
+inline constexpr std::size_t kCells = 12;  // number of row slots
+inline constexpr std::size_t kRowTable = 14;
+inline constexpr std::uint16_t kOffsetMask = 0x1FFF;
+inline constexpr std::uint16_t kPointer = 0x4000;
+inline constexpr std::uint16_t kDeleted = 0x8000;
+inline constexpr std::size_t kMaxCells = 255;
+inline constexpr std::size_t kMaxRow = 4060;            // largest row of a table
+inline constexpr std::size_t kMaxLongValueCell = 4076;  // largest cell of a long value page
+}  // namespace data_page
+
+// Index pages.
+namespace index_page {
+inline constexpr std::size_t kFree = 2;
+inline constexpr std::size_t kTable = 4;
+inline constexpr std::size_t kPrevious = 12;
+inline constexpr std::size_t kNext = 16;
+inline constexpr std::size_t kTail = 20;  // nodes: child above the last entry
+inline constexpr std::size_t kPrefix =
+    24;  // bytes of the first entry that stand in front of every further one
+inline constexpr std::size_t kLevel = 26;   // 0 leaf, 1 node
+inline constexpr std::size_t kBitmap = 27;  // bit b: an entry ends at kEntries + b
+inline constexpr std::size_t kBitmapLength = 453;
+inline constexpr std::size_t kEntries = 480;
+inline constexpr std::size_t kCapacity = kPageSize - kEntries;  // 3616
+}  // namespace index_page
+
+// Column type codes that differ from, or are missing in, core::FieldType.
+inline constexpr std::uint8_t kTypeDecimal = 16;
+inline constexpr std::uint8_t kTypeOpaque = 17;
+
+// The one sort order that keys can be computed for: General, version 0.
+inline constexpr std::uint16_t kGeneralSortOrder = 1033;
+
+inline constexpr std::size_t kMaxColumns = 255;
+inline constexpr std::size_t kMaxIndexes = 32;
+inline constexpr std::size_t kMaxIndexColumns = 10;
+inline constexpr std::size_t kMaxName = 64;
+
+}  // namespace corvix::jet
