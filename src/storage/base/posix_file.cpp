@@ -1,0 +1,252 @@
+#include "storage/base/posix_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "common/error.h"
+
+namespace corvix::storage {
+namespace {
+
+namespace fs = std::filesystem;
+using common::Error;
+
+common::ErrorNumber NumberOf(int code) {
+  switch (code) {
+    case ENOENT:
+      return common::kFileNotFound;
+    case ENOTDIR:
+      return common::kPathNotFound;
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      return common::kDiskFull;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EBUSY:
+    case ETXTBSY:
+      return common::kPermissionDenied;
+    case ENAMETOOLONG:
+    case EINVAL:
+    case ELOOP:
+      return common::kBadFileName;
+    case ENODEV:
+    case ENXIO:
+      return common::kDeviceUnavailable;
+    default:
+      return common::kDeviceIo;
+  }
+}
+
+[[noreturn]] void ThrowSystemError(int code, std::string_view action, const fs::path& path) {
+  const auto number = NumberOf(code);
+  throw Error(number,
+              fmt::format("{}: could not {} ({})", common::ErrorText(number), action,
+                          std::generic_category().message(code)),
+              path.string());
+}
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call>
+auto Retrying(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+class PosixFile : public File {
+ public:
+  PosixFile(int descriptor, fs::path path) : descriptor_(descriptor), path_(std::move(path)) {}
+  ~PosixFile() override { ::close(descriptor_); }
+  PosixFile(const PosixFile&) = delete;
+  PosixFile& operator=(const PosixFile&) = delete;
+
+  std::uint64_t Size() const override {
+    struct stat info {};
+    if (::fstat(descriptor_, &info) != 0) ThrowSystemError(errno, "read the size", path_);
+    return static_cast<std::uint64_t>(info.st_size);
+  }
+
+  std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
+    std::size_t done = 0;
+    while (done < out.size()) {
+      const auto count = Retrying([&] {
+        return ::pread(descriptor_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+      });
+      if (count < 0) ThrowSystemError(errno, "read", path_);
+      if (count == 0) break;
+      done += static_cast<std::size_t>(count);
+    }
+    return done;
+  }
+
+  void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+      const auto count = Retrying([&] {
+        return ::pwrite(descriptor_, bytes.data() + done, bytes.size() - done,
+                        static_cast<off_t>(offset + done));
+      });
+      if (count < 0) ThrowSystemError(errno, "write", path_);
+      done += static_cast<std::size_t>(count);
+    }
+  }
+
+  void Truncate(std::uint64_t size) override {
+    if (Retrying([&] { return ::ftruncate(descriptor_, static_cast<off_t>(size)); }) != 0) {
+      ThrowSystemError(errno, "change the size", path_);
+    }
+  }
+
+  void Sync() override {
+    if (Retrying([&] { return ::fdatasync(descriptor_); }) != 0) ThrowSystemError(errno, "write", path_);
+  }
+
+  bool TryLock(LockKind kind, std::uint64_t offset, std::uint64_t length) override {
+    struct flock range = Range(offset, length);
+    range.l_type = kind == LockKind::Shared ? F_RDLCK : F_WRLCK;
+    if (Retrying([&] { return ::fcntl(descriptor_, F_OFD_SETLK, &range); }) != 0) {
+      if (errno == EAGAIN || errno == EACCES) return false;
+      ThrowSystemError(errno, "lock", path_);
+    }
+    if (!IsWholeFile(offset, length)) return true;
+    const int whole = (kind == LockKind::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
+    if (Retrying([&] { return ::flock(descriptor_, whole); }) == 0) return true;
+    const int code = errno;
+    Unlock(offset, length);
+    if (code == EWOULDBLOCK) return false;
+    ThrowSystemError(code, "lock", path_);
+  }
+
+  void Unlock(std::uint64_t offset, std::uint64_t length) override {
+    struct flock range = Range(offset, length);
+    range.l_type = F_UNLCK;
+    if (Retrying([&] { return ::fcntl(descriptor_, F_OFD_SETLK, &range); }) != 0) {
+      ThrowSystemError(errno, "unlock", path_);
+    }
+    if (IsWholeFile(offset, length)) Retrying([&] { return ::flock(descriptor_, LOCK_UN); });
+  }
+
+ private:
+  static bool IsWholeFile(std::uint64_t offset, std::uint64_t length) { return offset == 0 && length == 0; }
+
+  static struct flock Range(std::uint64_t offset, std::uint64_t length) {
+    struct flock range {};
+    range.l_whence = SEEK_SET;
+    range.l_start = static_cast<off_t>(offset);
+    range.l_len = static_cast<off_t>(length);
+    return range;
+  }
+
+  int descriptor_;
+  fs::path path_;
+};
+
+int OpenFlags(OpenMode mode) {
+  switch (mode) {
+    case OpenMode::Read:
+      return O_RDONLY;
+    case OpenMode::ReadWrite:
+      return O_RDWR;
+    case OpenMode::Create:
+      return O_RDWR | O_CREAT | O_TRUNC;
+    case OpenMode::CreateOrOpen:
+      return O_RDWR | O_CREAT;
+  }
+  return O_RDONLY;
+}
+
+}  // namespace
+
+std::unique_ptr<File> PosixFileSystem::Open(const fs::path& path, OpenMode mode) {
+  constexpr mode_t kPermissions = 0666;
+  const int descriptor =
+      Retrying([&] { return ::open(path.c_str(), OpenFlags(mode) | O_CLOEXEC | O_NONBLOCK, kPermissions); });
+  if (descriptor < 0) {
+    const int code = errno;
+    const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    if (code == ENOENT && !IsDirectory(directory)) ThrowSystemError(ENOTDIR, "open", path);
+    ThrowSystemError(code, "open", path);
+  }
+  auto file = std::make_unique<PosixFile>(descriptor, path);
+  struct stat info {};
+  if (::fstat(descriptor, &info) != 0) ThrowSystemError(errno, "open", path);
+  if (!S_ISREG(info.st_mode)) {
+    throw Error(common::kBadFileName, "Not a regular file; choose a file of the expected kind",
+                path.string());
+  }
+  return file;
+}
+
+bool PosixFileSystem::Exists(const fs::path& path) {
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
+bool PosixFileSystem::IsDirectory(const fs::path& path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
+}
+
+bool PosixFileSystem::IsWritable(const fs::path& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return false;
+  constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+  return (info.st_mode & kAnyWrite) != 0 && ::access(path.c_str(), W_OK) == 0;
+}
+
+void PosixFileSystem::Remove(const fs::path& path) {
+  if (::unlink(path.c_str()) != 0) ThrowSystemError(errno, "remove", path);
+}
+
+void PosixFileSystem::Rename(const fs::path& from, const fs::path& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) ThrowSystemError(errno, "rename to " + to.string(), from);
+}
+
+void PosixFileSystem::SyncDirectory(const fs::path& directory) {
+  const fs::path opened = directory.empty() ? fs::path(".") : directory;
+  const int descriptor = Retrying([&] { return ::open(opened.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  if (descriptor < 0) ThrowSystemError(errno, "open", opened);
+  const int result = Retrying([&] { return ::fsync(descriptor); });
+  const int code = errno;
+  ::close(descriptor);
+  // Some file systems cannot sync a directory; their entries are then as durable as they make them.
+  if (result != 0 && code != EINVAL) ThrowSystemError(code, "write", opened);
+}
+
+std::vector<std::string> PosixFileSystem::List(const fs::path& directory) {
+  std::error_code error;
+  std::vector<std::string> names;
+  const fs::path listed = directory.empty() ? fs::path(".") : directory;
+  for (fs::directory_iterator entry(listed, error), end; !error && entry != end; entry.increment(error)) {
+    names.push_back(entry->path().filename().string());
+  }
+  if (error) ThrowSystemError(error.value() == ENOENT ? ENOTDIR : error.value(), "list", listed);
+  std::ranges::sort(names);
+  return names;
+}
+
+std::optional<std::string> PosixFileSystem::Identity(const fs::path& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return std::nullopt;
+  return fmt::format("{}:{}", info.st_dev, info.st_ino);
+}
+
+std::uint64_t PosixFileSystem::FreeSpace(const fs::path& directory) {
+  std::error_code error;
+  const auto space = fs::space(directory.empty() ? fs::path(".") : directory, error);
+  if (error) ThrowSystemError(error.value(), "read the free space", directory);
+  return space.available;
+}
+
+}  // namespace corvix::storage

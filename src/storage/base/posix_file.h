@@ -1,0 +1,27 @@
+// FileSystem over the operating system. The only place of the project that makes system calls on files.
+#pragma once
+
+#include <memory>
+
+#include "storage/base/file.h"
+
+namespace corvix::storage {
+
+/// Locks are open-file-description locks: they belong to the File object, also between two of one process,
+/// and a lock over the whole file conflicts with the whole-file lock that other programs take by flock as
+/// well.
+class PosixFileSystem : public FileSystem {
+ public:
+  std::unique_ptr<File> Open(const std::filesystem::path& path, OpenMode mode) override;
+  bool Exists(const std::filesystem::path& path) override;
+  bool IsDirectory(const std::filesystem::path& path) override;
+  bool IsWritable(const std::filesystem::path& path) override;
+  void Remove(const std::filesystem::path& path) override;
+  void Rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
+  void SyncDirectory(const std::filesystem::path& directory) override;
+  std::vector<std::string> List(const std::filesystem::path& directory) override;
+  std::optional<std::string> Identity(const std::filesystem::path& path) override;
+  std::uint64_t FreeSpace(const std::filesystem::path& directory) override;
+};
+
+}  // namespace corvix::storage
