@@ -72,6 +72,83 @@ inline constexpr std::size_t kMaxRow = 4060;            // largest row of a tabl
 inline constexpr std::size_t kMaxLongValueCell = 4076;  // largest cell of a long value page
 }  // namespace data_page
 
+// Table definitions: the head of a page, then offsets in the joined bytes of the chain (the first page whole,
+// of the others what stands behind the head).
+namespace definition {
+inline constexpr std::size_t kFree = 2;      // free bytes of the page less 8, 0 where another page follows
+inline constexpr std::size_t kNext = 4;      // next page of the chain, 0 = last
+inline constexpr std::size_t kPageHead = 8;  // bytes of each page that are not content
+inline constexpr std::size_t kLength = 8;    // of the joined bytes, the terminator included
+inline constexpr std::size_t kMagic = 12;    // 1625
+inline constexpr std::size_t kRowCount = 16;
+inline constexpr std::size_t kAutonumber = 20;      // the last one given out
+inline constexpr std::size_t kAutonumberFlag = 24;  // 1
+inline constexpr std::size_t kKind = 40;            // 0x4E user table, 0x53 system table
+inline constexpr std::size_t kMaxColumns = 41;
+inline constexpr std::size_t kVariableColumns = 43;
+inline constexpr std::size_t kColumnCount = 45;
+inline constexpr std::size_t kLogicalCount = 47;
+inline constexpr std::size_t kRealCount = 51;
+inline constexpr std::size_t kOwnedMap = 55;
+inline constexpr std::size_t kFreeMap = 59;
+inline constexpr std::size_t kCounters = 63;  // per real index 12 bytes: statistic, unique entries, 0
+inline constexpr std::size_t kCounterSize = 12;
+inline constexpr std::size_t kUniqueEntries = 4;  // in the 12 bytes
+inline constexpr std::uint32_t kMagicValue = 1625;
+inline constexpr std::uint8_t kUserTable = 0x4E;
+inline constexpr std::uint8_t kSystemTable = 0x53;
+}  // namespace definition
+
+// Parts of a table definition, offsets in each part.
+namespace column_descriptor {
+inline constexpr std::size_t kSize = 25;
+inline constexpr std::size_t kType = 0;
+inline constexpr std::size_t kMagic = 1;
+inline constexpr std::size_t kNumber = 5;
+inline constexpr std::size_t kVariableIndex = 7;
+inline constexpr std::size_t kPosition = 9;
+inline constexpr std::size_t kSortOrder = 11;  // decimal: precision here, scale in the next byte
+inline constexpr std::size_t kScale = 12;
+inline constexpr std::size_t kSortOrderVersion = 14;
+inline constexpr std::size_t kFlags = 15;
+inline constexpr std::size_t kCompressed = 16;  // bit 0
+inline constexpr std::size_t kFixedOffset = 21;
+inline constexpr std::size_t kLength = 23;
+}  // namespace column_descriptor
+
+namespace real_index {
+inline constexpr std::size_t kSize = 52;
+inline constexpr std::size_t kMagic = 0;
+inline constexpr std::size_t kColumns =
+    4;  // ten times 3 bytes: column number, bit 0 of the third = ascending
+inline constexpr std::size_t kUsageMap = 34;
+inline constexpr std::size_t kRoot = 38;
+inline constexpr std::size_t kFlags = 46;
+inline constexpr std::uint32_t kMagicValue = 1923;
+inline constexpr std::uint16_t kNoColumn = 0xFFFF;
+}  // namespace real_index
+
+namespace logical_index {
+inline constexpr std::size_t kSize = 28;
+inline constexpr std::size_t kMagic = 0;
+inline constexpr std::size_t kNumber = 4;
+inline constexpr std::size_t kRealIndex = 8;
+inline constexpr std::size_t kRelationSide = 12;
+inline constexpr std::size_t kOtherIndex = 13;
+inline constexpr std::size_t kOtherTable = 17;
+inline constexpr std::size_t kCascadeUpdates = 21;
+inline constexpr std::size_t kCascadeDeletes = 22;
+inline constexpr std::size_t kKind = 23;
+}  // namespace logical_index
+
+// The list of long value columns at the end of a definition.
+namespace long_value_maps {
+inline constexpr std::size_t kSize = 10;
+inline constexpr std::size_t kOwned = 2;
+inline constexpr std::size_t kFree = 6;
+inline constexpr std::uint16_t kEnd = 0xFFFF;
+}  // namespace long_value_maps
+
 // Index pages.
 namespace index_page {
 inline constexpr std::size_t kFree = 2;

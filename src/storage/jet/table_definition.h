@@ -50,7 +50,7 @@ struct Column {
   std::uint16_t number = 0;  ///< permanent: null mask bit, index columns, long value maps
   std::uint16_t variable_index = 0;
   std::uint16_t display_position = 0;
-  SortOrder sort_order;            ///< text and memo
+  SortOrder sort_order;            ///< text and memo; of other types only kept
   std::uint8_t precision = 0;      ///< decimal
   std::uint8_t scale = 0;          ///< decimal
   std::uint8_t flags = 0;          ///< kFixed ...
@@ -142,7 +142,11 @@ TableDefinition ReadTableDefinition(Pager& pager, PageNumber page);
 /// are the writer's).
 std::vector<std::byte> EncodeTableDefinition(const TableDefinition& table);
 
-/// Writes the joined bytes over the pages of `table.pages`, which must be enough of them.
+/// Number of pages that a definition of that many joined bytes fills.
+std::size_t DefinitionPages(std::size_t encoded_size);
+
+/// Writes the joined bytes over the pages of `table.pages`, which must be exactly as many as they fill
+/// (DefinitionPages).
 void WriteTableDefinition(Pager& pager, const TableDefinition& table);
 
 /// Writes only what changes with rows: row count, autonumber and unique entry counts, in place.
