@@ -35,6 +35,7 @@ constexpr std::array kTexts{
     NumberedText{kDuplicateKey, "The row would put a duplicate value into a unique index"},
     NumberedText{kReadOnly, "The table or database is read-only"},
     NumberedText{kNotAPassword, "The database is protected by a password"},
+    NumberedText{kRecordTooLarge, "The record is too large"},
     NumberedText{kDamagedDatabase, "The file is damaged or not of the expected format"},
     NumberedText{kFileInUse, "The file is in use exclusively by another program, or access to it is denied"},
     NumberedText{kNullKey, "An index or primary key cannot contain a Null value"},

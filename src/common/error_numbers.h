@@ -34,6 +34,7 @@ inline constexpr ErrorNumber kNoCurrentRecord = 3021;
 inline constexpr ErrorNumber kDuplicateKey = 3022;
 inline constexpr ErrorNumber kReadOnly = 3027;
 inline constexpr ErrorNumber kNotAPassword = 3031;
+inline constexpr ErrorNumber kRecordTooLarge = 3047;
 inline constexpr ErrorNumber kDamagedDatabase = 3049;  // structure of the file is not what its format demands
 inline constexpr ErrorNumber kFileInUse = 3051;        // held by another program, or access denied
 inline constexpr ErrorNumber kNullKey = 3058;

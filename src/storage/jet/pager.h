@@ -8,7 +8,33 @@
 // A view and an edit of one page share its frame: a change is visible at once to all who hold the page. A
 // frame is evicted only while nobody holds it. Pins are cheap to move and must not outlive the pager.
 //
-// Failures: 3049 for a page number outside the file (a damaged pointer), device errors as File raises them.
+// States of a page:
+//
+//                 Read                     Edit (before image saved)
+//    on disk ───────────────▶ clean ────────────────────────────▶ dirty ◀─┐
+//       ▲                       │ ▲                                 │     │ Edit
+//       │        eviction       │ │           Checkpoint            │     │
+//       ├───────────────────────┘ └─────────────────────────────────┤     │
+//       │        spill (journal synced, page written, evicted)      │     │
+//       └───────────────────────────────────────────────────────────┘     │
+//    behind the end ─────────────────── Append ───────────────────────────┘
+//
+// A Savepoint takes copies of the pages that are changed while it lives, and puts them back unless it is
+// released: so the storing of one row happens whole or not at all.
+//
+// Invariants:
+//   P1  A pinned frame stays where it is.
+//   P2  A clean frame equals its page in the file.
+//   P3  With a journal: a page that existed at the last checkpoint is overwritten only after its image of
+//       that checkpoint is on the device. Pages behind that checkpoint's end need no image.
+//   P4  The cache exceeds its budget only by frames that are pinned or changed under the open savepoint.
+//   P5  A page changed under a savepoint is not written while the savepoint is open; no checkpoint runs then.
+//   P6  After a checkpoint the file is page_count() pages long and equal to the cache.
+//   P7  Page 0 is stored plain; every other page is encoded when the database has a key.
+//
+// Failures: 3049 for a page number outside the file (a damaged pointer), 3027 for changes of a read-only
+// file, 61 when the file would exceed 2 GiB, device errors as File raises them. A checkpoint or a spill that
+// fails leaves all changes in the cache or in the file, and can be tried again. One thread.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +47,7 @@
 
 #include "storage/base/bytes.h"
 #include "storage/base/file.h"
+#include "storage/jet/damage.h"
 #include "storage/jet/jet_format.h"
 
 namespace corvix::jet {
@@ -44,6 +71,7 @@ class PageView {
 
   PageNumber number() const;
   storage::ByteView bytes() const;  ///< kPageSize bytes
+  Place place() const;              ///< file and page, for messages
   explicit operator bool() const { return frame_ != nullptr; }
 
  protected:
@@ -57,6 +85,19 @@ class PageEdit : public PageView {
   storage::ByteSpan bytes() const;
 };
 
+/// Keeps the images of pages that are about to be overwritten, so that the state of the last checkpoint can
+/// be had again after a crash (journal.h). A pager without one writes in place, which is for scratch files.
+class PageJournal {
+ public:
+  virtual ~PageJournal() = default;
+  /// Called once per page and checkpoint, before its first change: `image` is what the file holds.
+  virtual void Save(PageNumber page, storage::ByteView image) = 0;
+  /// Called before the file is written: all that was saved is on the device when it returns.
+  virtual void Sync() = 0;
+  /// The file holds a new checkpoint and is on the device: what was saved is of no use any more.
+  virtual void Reset() = 0;
+};
+
 class Pager {
  public:
   static constexpr std::size_t kDefaultBudget = std::size_t{32} << 20;
@@ -68,7 +109,9 @@ class Pager {
 
   /// `path` names the file in messages. The file's length need not be a multiple of the page size: a cut last
   /// page does not exist.
-  Pager(std::unique_ptr<storage::File> file, std::filesystem::path path, Options options);
+  Pager(std::unique_ptr<storage::File> file, std::filesystem::path path, Options options,
+        std::unique_ptr<PageJournal> journal = nullptr);
+  /// Changes since the last checkpoint are dropped.
   ~Pager();
   Pager(const Pager&) = delete;
   Pager& operator=(const Pager&) = delete;
@@ -76,26 +119,51 @@ class Pager {
   PageView Read(PageNumber page);
   /// Error 3027 when the pager is read-only.
   PageEdit Edit(PageNumber page);
-  /// A new page of zeros behind the last one. Error 3026-like disk full beyond 2 GiB.
+  /// A new page of zeros behind the last one. Error 61 beyond 2 GiB.
   PageEdit Append();
 
   PageNumber page_count() const;
   bool read_only() const;
   const std::filesystem::path& path() const;
+  storage::File& file();
 
-  /// The 4-byte key of an encoded database; 0 (the start value) for plain pages. Applies to all pages but 0.
+  /// The 4-byte key of an encoded database; 0 (the start value) for plain pages. Applies to all pages but 0,
+  /// and must be set before any of them is read.
   void SetDatabaseKey(std::uint32_t key);
 
-  /// Writes every changed page and returns when they are on the device.
+  /// Writes every changed page and returns when they are on the device. Not while a savepoint is open.
   void Checkpoint();
   /// True when pages have changed since the last checkpoint.
   bool dirty() const;
   /// Pages written to the file so far, for figures.
   std::uint64_t pages_written() const;
+  /// Number of savepoints that were undone so far. Whoever remembers what pages said (free space, counters)
+  /// must forget it when this number has changed.
+  std::uint64_t undo_count() const;
 
  private:
+  friend class Savepoint;
   class Impl;
   std::unique_ptr<Impl> impl_;
+};
+
+/// A point to which the pages can be set back. At most one is open for a pager; a second one that is opened
+/// meanwhile is part of the first.
+///
+///   Savepoint savepoint(pager);
+///   ... change pages ...
+///   savepoint.Release();   // keep the changes; without it the destructor undoes them
+class Savepoint {
+ public:
+  explicit Savepoint(Pager& pager);
+  ~Savepoint();
+  Savepoint(const Savepoint&) = delete;
+  Savepoint& operator=(const Savepoint&) = delete;
+
+  void Release();
+
+ private:
+  Pager::Impl* pager_;  // null when this is part of another savepoint, or ended
 };
 
 }  // namespace corvix::jet

@@ -1,0 +1,93 @@
+// The rows of one table in its data pages: reading, inserting, changing, deleting, and walking through them
+// in storage order. Indexes and the rules of columns are not known here.
+//
+// A row is known by its slot (RowRef) for its whole life. When it outgrows its page it moves: the slot
+// becomes a pointer and the row lives as a target cell in another page of the table. A row that moves again
+// leaves no copy behind, and it moves home when it fits there.
+//
+//   Invariants:
+//   R1  A slot of the table is live or a pointer as long as its row exists; slots are never reused.
+//   R2  Pointers that we write lead to a target cell, never to a pointer.
+//   R3  The owned map names every page that holds rows; the free-space map names only pages of the owned map.
+//   R4  Values outside the row belong to exactly one row.
+//
+// The caller wraps each change of the table in a Savepoint, so that a change that fails leaves nothing
+// behind.
+#pragma once
+
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/value.h"
+#include "storage/jet/jet_format.h"
+#include "storage/jet/long_value.h"
+#include "storage/jet/pager.h"
+#include "storage/jet/row_codec.h"
+#include "storage/jet/table_definition.h"
+#include "storage/jet/usage_map.h"
+
+namespace corvix::jet {
+
+/// A set of columns by position in TableDefinition::columns.
+using ColumnSet = std::bitset<kMaxColumns>;
+
+/// A row found in its page, pinned. Valid until the table changes.
+struct StoredRow {
+  PageView page;
+  RowView row;
+};
+
+class TableRows {
+ public:
+  /// `table` must outlive this; its row count changes with the rows.
+  TableRows(Pager& pager, PageAllocator& allocator, TableDefinition& table);
+
+  /// The row of a slot; none when the slot is deleted, or is no slot of this table.
+  std::optional<StoredRow> Find(RowRef slot) const;
+  /// First row in storage order; the one behind a slot, which itself need not be live any more.
+  std::optional<RowRef> First() const;
+  std::optional<RowRef> Next(RowRef slot) const;
+
+  /// Value of the column at a position, long values read whole.
+  core::Value Read(const StoredRow& row, std::size_t column) const;
+  /// Text of a text or memo column without a Value; false, and `text` empty, for Null.
+  bool ReadText(const StoredRow& row, std::size_t column, std::string& text) const;
+
+  /// `values` by position, all columns. 3047 when the row is too large, 3163 and 3421 as EncodeValue.
+  RowRef Insert(std::span<const core::Value> values);
+  /// Changes the columns of `changed` to their `values`; all others keep their bytes, long values included.
+  /// 3167 when the row is gone.
+  void Update(RowRef slot, std::span<const core::Value> values, const ColumnSet& changed);
+  /// Deletes the row and its long values. 3167 when it is gone already.
+  void Delete(RowRef slot);
+
+  const TableDefinition& table() const { return table_; }
+
+ private:
+  struct Located;  // where a row lives and through which cells it is reached
+
+  Located Locate(RowRef slot) const;
+  void BuildRow(std::span<const core::Value> values, const ColumnSet& changed, const RowView* old);
+  void SpillInlineValues();
+  RowRef PlaceRow(storage::ByteView row, CellState state, PageNumber except);
+  void Deleted(RowRef cell);
+  LongValueStore& Values(const Column& column);
+
+  Pager& pager_;
+  PageAllocator& allocator_;
+  TableDefinition& table_;
+  UsageMap owned_;
+  std::optional<UsageMap> free_space_;
+  std::map<std::uint16_t, LongValueStore> long_values_;  // by column number
+  RowBuilder builder_;
+  std::vector<std::byte> scratch_;
+  PageNumber insert_page_ = 0;  // page that took the last row; 0 = none
+};
+
+}  // namespace corvix::jet

@@ -1,0 +1,116 @@
+// Usage maps: sets of page numbers, each stored in one cell of a data page and named by the cell's address.
+//
+// Kind 0, inline:     +0 00; +1 first page S (4 bytes, a multiple of 8); +5 bitmap, bit p-S for page p.
+//                     69 bytes (512 pages) when created.
+// Kind 1, reference:  +0 01; +1 page numbers (4 bytes each) of bitmap pages; number i covers the pages from
+//                     i x 32736 on, 0 = none of them is in the set.
+// Bitmap page:        05 01 00 00, then 4092 bytes of bitmap.
+//
+// Bits count from the low end of each byte. A map grows in place: an inline map first moves its window, then
+// widens its cell where its page has room, then turns into kind 1, which reaches 2 GiB in 69 bytes.
+//
+// The objects hold no copy of the bits: what they say is what the pages say, and several objects of one map
+// may be used side by side.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "storage/jet/index_pages.h"
+#include "storage/jet/jet_format.h"
+#include "storage/jet/page.h"
+#include "storage/jet/pager.h"
+
+namespace corvix::jet {
+
+class PageAllocator;
+
+class UsageMap {
+ public:
+  /// Length of the cell of a new map.
+  static constexpr std::size_t kNewCell = 69;
+  /// Pages that one bitmap page covers.
+  static constexpr PageNumber kPagesPerBitmap = (kPageSize - 4) * 8;
+
+  /// `allocator` gives bitmap pages when the map grows; null for maps that are only read.
+  UsageMap(Pager& pager, RowRef cell, PageAllocator* allocator = nullptr);
+
+  /// Adds the cell of an empty map to a page of maps and returns its address. The page must have room.
+  static RowRef Create(Pager& pager, PageNumber map_page);
+
+  RowRef cell() const { return cell_; }
+
+  bool Contains(PageNumber page) const;
+  void Add(PageNumber page);
+  void Remove(PageNumber page);
+
+  /// Lowest page of the set that is >= `from`; highest that is <= `from`. Pages outside the file are left
+  /// out: a map may name them, but they are not there.
+  std::optional<PageNumber> NextFrom(PageNumber from) const;
+  std::optional<PageNumber> PreviousFrom(PageNumber from) const;
+  std::optional<PageNumber> First() const { return NextFrom(0); }
+  std::optional<PageNumber> Last() const;
+
+  /// One past the highest page that the map has a bit for.
+  PageNumber Reach() const;
+
+ private:
+  friend class PageAllocator;
+  struct Bits;  // the stretch of bits around a page
+
+  std::optional<Bits> Find(PageNumber page) const;
+  template <typename Visit>
+  std::optional<PageNumber> Search(PageNumber from, bool upwards, Visit visit) const;
+  PageView ReadCell(Cell& cell) const;
+  void MakeRoom(PageNumber page);
+  bool MoveWindow(PageNumber page);
+  bool WidenInline(PageNumber page);
+  void ConvertToReference();
+  void AddBitmapPage(PageNumber page);
+
+  Pager& pager_;
+  RowRef cell_;
+  PageAllocator* allocator_;
+};
+
+/// Free pages of the file: the global map (row 0 of page 1), where a set bit means free. Keeps in mind below
+/// which page nothing is free, so that allocating is no search of the whole map.
+class PageAllocator {
+ public:
+  explicit PageAllocator(Pager& pager);
+
+  /// Makes page 1 of a new file, which must exist: the global map, in which all pages past the end are free,
+  /// and the second, empty map.
+  static void Format(Pager& pager);
+
+  /// The lowest free page inside the file, or a new one behind its end; zeros.
+  PageEdit Allocate();
+  /// Makes the page free. Its bytes are left as they are.
+  void Release(PageNumber page);
+  bool IsFree(PageNumber page) const;
+
+ private:
+  friend class UsageMap;
+  PageEdit AppendPage();
+  PageEdit AppendBitmapPage(PageNumber first_page);
+
+  Pager& pager_;
+  UsageMap map_;
+  PageNumber search_from_ = 0;    // no page below is free
+  std::uint64_t undo_count_ = 0;  // of the pager when search_from_ was found
+};
+
+/// Pages of an index: allocated from the file and written down in the index's usage map.
+class MappedIndexPages : public IndexPages {
+ public:
+  MappedIndexPages(PageAllocator& allocator, Pager& pager, RowRef usage_map);
+  PageNumber Allocate() override;
+  void Release(PageNumber page) override;
+
+ private:
+  PageAllocator& allocator_;
+  UsageMap map_;
+};
+
+}  // namespace corvix::jet
