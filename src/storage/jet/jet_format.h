@@ -48,13 +48,19 @@ inline constexpr std::size_t kSignature = 0x04;  // "Standard Jet DB", zero
 inline constexpr std::size_t kVersion = 0x14;    // 1 = Jet 4
 inline constexpr std::size_t kMasked = 0x18;     // 128 bytes XORed with an RC4 stream
 inline constexpr std::size_t kMaskedLength = 128;
+inline constexpr std::size_t kGlobalMap = 0x18;     // address of the map of free pages
+inline constexpr std::size_t kSecondMap = 0x1C;     // address of a second map, empty
+inline constexpr std::size_t kSystemTables = 0x20;  // definition pages of the four system tables
 inline constexpr std::size_t kCodePage = 0x3C;
 inline constexpr std::size_t kDatabaseKey = 0x3E;  // 0: pages are plain
 inline constexpr std::size_t kPassword = 0x42;     // 40 bytes
 inline constexpr std::size_t kBuild = 0x6A;
 inline constexpr std::size_t kSortOrder = 0x6E;  // LCID
 inline constexpr std::size_t kSortOrderVersion = 0x71;
-inline constexpr std::size_t kCreationDate = 0x72;     // double, days since 1899-12-30
+inline constexpr std::size_t kCreationDate = 0x72;  // double, days since 1899-12-30
+inline constexpr std::size_t kMagic = 0x98;         // 1620, behind the masked region
+inline constexpr std::uint32_t kMagicValue = 0x654;
+inline constexpr std::size_t kEngineName = 0x9C;       // "4.0", zero
 inline constexpr std::size_t kCommitCounters = 0xE00;  // left alone
 }  // namespace header
 

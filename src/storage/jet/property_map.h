@@ -69,8 +69,11 @@ class PropertyMap {
     std::string owner;
     std::vector<Property> properties;
     std::vector<std::byte> unknown;
+
+    bool BelongsTo(std::string_view name) const;
   };
-  const Block* FindBlock(std::string_view owner) const;
+  static Block ParseBlock(std::uint16_t kind, storage::ByteView content,
+                          const std::vector<std::string>& names);
   std::string TextOf(std::string_view owner, std::string_view name) const;
 
   std::vector<std::string> names_;  // the order of the names block, unused names included
