@@ -107,9 +107,18 @@ std::string Property::AsText() const {
   return is_text ? TextOfUtf16(data) : std::string();
 }
 
-PropertyMap PropertyMap::Parse(ByteView blob) {
+PropertyMap PropertyMap::Parse(ByteView blob, const Place& place) {
   PropertyMap map;
   if (blob.empty()) return map;
+  try {
+    map.ParseBlocks(blob);
+  } catch (const common::Error& error) {
+    ThrowDamaged(place, error.text());
+  }
+  return map;
+}
+
+void PropertyMap::ParseBlocks(ByteView blob) {
   if (!std::ranges::equal(Slice(blob, 0, kSignature.size()), kSignature))
     Damaged("they have another signature");
   for (std::size_t at = kSignature.size(); at < blob.size();) {
@@ -121,14 +130,13 @@ PropertyMap PropertyMap::Parse(ByteView blob) {
 
     const auto kind = ReadLittle<std::uint16_t>(block, 4);
     if (kind == kNamesBlock) {
-      map.names_ = ParseNames(content);
+      names_ = ParseNames(content);
     } else if (kind == kObjectBlock || kind == kColumnBlock) {
-      map.blocks_.push_back(ParseBlock(kind, content, map.names_));
+      blocks_.push_back(ParseBlock(kind, content, names_));
     } else {
-      map.blocks_.push_back({kind, {}, {}, Bytes(content.begin(), content.end())});
+      blocks_.push_back({kind, {}, {}, Bytes(content.begin(), content.end())});
     }
   }
-  return map;
 }
 
 PropertyMap::Block PropertyMap::ParseBlock(std::uint16_t kind, ByteView content,

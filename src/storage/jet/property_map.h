@@ -3,7 +3,7 @@
 // a few of them when rows are written (Required, AllowZeroLength, DefaultValue, ValidationRule); the others
 // are a user interface's and are kept as they are.
 //
-//   PropertyMap map = PropertyMap::Parse(blob);
+//   const PropertyMap map = catalog.ReadProperties(*catalog.FindTable("COMPS"));
 //   if (map.RulesOf("CENTRALKEY").required) ...
 //
 // Parse and Build are inverse. Column and property names are found without regard to case.
@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "storage/base/bytes.h"
+#include "storage/jet/damage.h"
 
 namespace corvix::jet {
 
@@ -47,8 +48,8 @@ struct ColumnRules {
 
 class PropertyMap {
  public:
-  /// An empty blob gives an empty map. Error 3049 on damage.
-  static PropertyMap Parse(storage::ByteView blob);
+  /// An empty blob gives an empty map. Error 3049 on damage; `place` is the row that holds the blob.
+  static PropertyMap Parse(storage::ByteView blob, const Place& place);
   /// The blob; an empty map gives no bytes.
   std::vector<std::byte> Build() const;
 
@@ -72,6 +73,7 @@ class PropertyMap {
 
     bool BelongsTo(std::string_view name) const;
   };
+  void ParseBlocks(storage::ByteView blob);
   static Block ParseBlock(std::uint16_t kind, storage::ByteView content,
                           const std::vector<std::string>& names);
   std::string TextOf(std::string_view owner, std::string_view name) const;

@@ -7,6 +7,7 @@
 #include "common/error.h"
 #include "common/text.h"
 #include "storage/base/bytes.h"
+#include "storage/jet/damage.h"
 #include "storage/jet/pager.h"
 #include "storage/jet/utf16_bytes.h"
 
@@ -229,7 +230,7 @@ TableDefinition ReadTableDefinition(Pager& pager, PageNumber page) {
     ParseDefinition(JoinPages(pager, page, table.pages), table);
   } catch (const Error& error) {
     if (error.number() != common::kDamagedDatabase) throw;
-    throw Error(error.number(), error.text(), fmt::format("{}, page {}", pager.path().string(), page));
+    ThrowDamaged({&pager.path(), page, std::nullopt}, error.text());
   }
   return table;
 }
