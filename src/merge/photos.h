@@ -1,0 +1,35 @@
+// The photo list of a target row: one line a view, "view|picture id" CR LF, kept in the field PHOTOS.
+// MergePhoto folds the photo records of a key into it. Only references move; no image file is touched.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/connections.h"
+
+namespace corvix::merge {
+
+using TextList = std::vector<std::string>;
+
+/// True when some entry equals the text, both trimmed and upper-cased.
+bool ListHasItem(const TextList& list, std::string_view text);
+
+/// Fills the two parallel lists from PHOTOS of the current row. Only lines that end with CR LF count; reading
+/// stops at the first empty line; a line without "|" gives an empty view and an empty id.
+void LoadPhotoLists(const core::TableSource& source, TextList& views, TextList& images);
+
+/// Goes to the row with the key and loads its lists; without such a row both become empty. The key becomes
+/// the fitted one, as in core::FindRecord.
+void LoadPhotoListsByKey(core::TableSource& source, std::string& key, TextList& views, TextList& images);
+
+void AddPhotoItem(TextList& views, TextList& images, std::string view, std::string picture_id);
+
+/// Writes the lists into PHOTOS of the current row, in an edit of its own; an empty list as one blank.
+void SavePhotoLists(core::TableSource& source, const TextList& views, const TextList& images);
+
+/// Adds the views that the target row of `key` does not list yet, in index order, and sets FRONT when "FRONT
+/// VIEW" is among them. Begins and stores its own edits. Returns the number of lines added and stored.
+int MergePhoto(core::ConversionSources& sources, std::string& key);
+
+}  // namespace corvix::merge

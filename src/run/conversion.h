@@ -1,0 +1,29 @@
+// The conversion driver: the Convert command. It walks the source central table in key order and adds a
+// target row for each key that the target lacks, or merges into the row that is there by the duplicate
+// policy.
+//
+//   idle -> confirming (No: idle) -> connecting -> walking <-> waiting for the user -> ending -> idle
+//
+// Rows are stored one by one: whatever ends a run, what was stored stays stored. The driver does not guard
+// against being entered twice; hosts disable their commands while it runs.
+#pragma once
+
+#include "run/host.h"
+
+namespace corvix::run {
+
+/// How a run came to its end.
+enum class RunEnd {
+  Declined,   ///< the backup question was not answered with Yes
+  Completed,  ///< past the last record
+  Cancelled,  ///< by Esc
+  Stopped,    ///< in the duplicate prompt
+  Failed,     ///< by an error that the error table or the user's Abort settled
+};
+
+/// Runs one conversion over the session's sources. Errors that the run's error table does not settle and the
+/// common reporter passes on leave it as common::Error; common::ProgramEnd ends the program. On every way out
+/// the normal pointer is restored.
+RunEnd cmdnewconvert_Click(Session& session, Host& host);
+
+}  // namespace corvix::run
