@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <fmt/format.h>
-#include <numeric>
 #include <string_view>
 
 #include "common/error.h"
+#include "storage/jet/rc4.h"
 
 namespace corvix::jet {
 namespace {
@@ -25,26 +24,11 @@ constexpr std::string_view kSignatureText{"Standard Jet DB", 16};  // the closin
 constexpr std::string_view kLaterSignatureText{"Standard ACE DB", 16};
 constexpr std::string_view kEngineName{"4.0", 4};
 constexpr std::uint8_t kJet4 = 1;
-constexpr std::array<std::uint8_t, 4> kMaskKey{0xC7, 0xDA, 0x39, 0x6B};
+constexpr std::array kMaskKey{std::byte{0xC7}, std::byte{0xDA}, std::byte{0x39}, std::byte{0x6B}};
 constexpr std::size_t kPasswordLength = 40;
 
-// Applies the mask to the masked region; doing it twice undoes it. The mask is the RC4 stream of a fixed key.
-void Mask(ByteSpan page) {
-  std::array<std::uint8_t, 256> state;
-  std::iota(state.begin(), state.end(), std::uint8_t{0});
-  for (std::size_t i = 0, j = 0; i < state.size(); ++i) {
-    j = (j + state[i] + kMaskKey[i % kMaskKey.size()]) % state.size();
-    std::swap(state[i], state[j]);
-  }
-  std::size_t i = 0;
-  std::size_t j = 0;
-  for (std::byte& byte : storage::Slice(page, header::kMasked, header::kMaskedLength)) {
-    i = (i + 1) % state.size();
-    j = (j + state[i]) % state.size();
-    std::swap(state[i], state[j]);
-    byte ^= std::byte{state[(state[i] + state[j]) % state.size()]};
-  }
-}
+// Applies the mask to the masked region; doing it twice undoes it.
+void Mask(ByteSpan page) { ApplyRc4(kMaskKey, storage::Slice(page, header::kMasked, header::kMaskedLength)); }
 
 // The password is masked once more, with the whole days of the creation date.
 bool HasPassword(ByteView page, double created) {

@@ -117,7 +117,8 @@ inline constexpr std::size_t kSortOrder = 11;  // decimal: precision here, scale
 inline constexpr std::size_t kScale = 12;
 inline constexpr std::size_t kSortOrderVersion = 14;
 inline constexpr std::size_t kFlags = 15;
-inline constexpr std::size_t kCompressed = 16;  // bit 0
+inline constexpr std::size_t kMoreFlags = 16;
+inline constexpr std::uint8_t kCompressed = 0x01;  // of kMoreFlags: text may be stored compressed
 inline constexpr std::size_t kFixedOffset = 21;
 inline constexpr std::size_t kLength = 23;
 }  // namespace column_descriptor

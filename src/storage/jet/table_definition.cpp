@@ -96,7 +96,9 @@ Column ParseColumn(ByteView bytes, const TableDefinition& table) {
   }
   column.sort_order.version = ReadByte(bytes, at::kSortOrderVersion);
   column.flags = ReadByte(bytes, at::kFlags);
-  column.compressed = (ReadByte(bytes, at::kCompressed) & 1) != 0;
+  const std::uint8_t more_flags = ReadByte(bytes, at::kMoreFlags);
+  column.compressed = (more_flags & at::kCompressed) != 0;
+  column.other_flags = more_flags & ~at::kCompressed & 0xFF;
   column.length = ReadLittle<std::uint16_t>(bytes, at::kLength);
   if (column.IsFixed()) column.fixed_offset = ReadLittle<std::uint16_t>(bytes, at::kFixedOffset);
 

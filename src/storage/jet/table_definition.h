@@ -57,6 +57,7 @@ struct Column {
   bool compressed = false;         ///< text may be stored compressed
   std::uint16_t fixed_offset = 0;  ///< fixed columns: offset in the fixed part
   std::uint16_t length = 0;        ///< bytes
+  std::uint8_t other_flags = 0;    ///< bits beside `compressed`, of unknown meaning; kept
 
   static constexpr std::uint8_t kFixed = 0x01;
   static constexpr std::uint8_t kWritable = 0x02;

@@ -50,7 +50,7 @@ void AppendColumn(Bytes& out, const Column& column) {
   }
   WriteByte(bytes, at::kSortOrderVersion, column.sort_order.version);
   WriteByte(bytes, at::kFlags, column.flags);
-  WriteByte(bytes, at::kCompressed, column.compressed ? 1 : 0);
+  WriteByte(bytes, at::kMoreFlags, column.other_flags | (column.compressed ? at::kCompressed : 0));
   if (column.IsFixed()) WriteLittle(bytes, at::kFixedOffset, column.fixed_offset);
   WriteLittle(bytes, at::kLength, column.length);
 }
