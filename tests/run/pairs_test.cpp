@@ -1,0 +1,183 @@
+// Converts matched pairs of source directories and target databases and compares rows, counts and messages
+// with what an independent model of the rules expects. Needs the shared sample files.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+
+#include "common/error.h"
+#include "common/host_paths.h"
+#include "core/json_form.h"
+#include "run/conversion.h"
+#include "storage/base/posix_file.h"
+#include "storage/engine/file_engine.h"
+#include "support/scripted_host.h"
+#include "support/shared_files.h"
+#include "support/temporary_directory.h"
+
+namespace corvix {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+struct PairRun {
+  std::string pair;
+  std::string run;
+};
+
+std::ostream& operator<<(std::ostream& out, const PairRun& run) { return out << run.pair << '/' << run.run; }
+
+json ReadJson(const fs::path& path) {
+  std::ifstream in(path);
+  return json::parse(in);
+}
+
+std::vector<PairRun> AllRuns() {
+  std::vector<PairRun> runs;
+  const auto root = test::SharedFile("fixtures/pairs");
+  if (!root) return runs;
+  std::vector<fs::path> pairs;
+  for (const auto& entry : fs::directory_iterator(*root)) {
+    if (entry.is_directory()) pairs.push_back(entry.path());
+  }
+  std::sort(pairs.begin(), pairs.end());
+  for (const fs::path& pair : pairs) {
+    for (const json& run : ReadJson(pair / "runs.json")["runs"]) {
+      runs.push_back({pair.filename().string(), run["name"]});
+    }
+  }
+  return runs;
+}
+
+std::int16_t DupModeOf(const std::string& name) {
+  if (name == "source") return run::kUseSource;
+  return name == "target" ? run::kKeepTarget : run::kAskEachTime;
+}
+
+/// What a showing of the prompt ends with: clicks that leave it open do not count.
+std::int16_t ResultOf(const json& answer) {
+  const std::string click = answer.is_array() ? answer.back().get<std::string>() : answer.get<std::string>();
+  if (click == "yes") return run::kAskYes;
+  if (click == "no") return run::kAskNo;
+  if (click == "stop") return run::kAskStop;
+  return run::kAskOverwriteAll;
+}
+
+int ExitCodeOf(run::RunEnd end) {
+  switch (end) {
+    case run::RunEnd::Completed:
+      return 0;
+    case run::RunEnd::Failed:
+      return 1;
+    default:
+      return 3;
+  }
+}
+
+std::vector<json> TargetRows(core::Database& database) {
+  const auto records = database.OpenTable("COMPS");
+  std::vector<json> rows;
+  if (!records->HasRow()) return rows;
+  for (records->MoveFirst(); !records->PastEnd(); records->MoveNext()) {
+    rows.push_back(json::parse(core::RowAsJson(*records)));
+  }
+  return rows;
+}
+
+class PairsTest : public testing::TestWithParam<PairRun> {
+ protected:
+  void RunStep(const json& step) {
+    test::ScriptedHost host;
+    run::Session session;
+    session.access.engine = &engine_;
+    session.values.DupMode = DupModeOf(step["duplicates"]);
+    session.values.ConvertPhotosFlag = step["photos"].get<bool>() ? 1 : 0;
+    host.boxes = {.txtCompPath = common::DisplayPath(folder_ / step.value("source", "source")),
+                  .txtcompfilename = "COMPS.DBF",
+                  .txtCompsPath = common::DisplayPath(directory_.path()),
+                  .txtcompsfilename = "FOLVANE.MDB"};
+    for (const json& answer : step.value("answers", json::array()))
+      host.prompt_results.push_back(ResultOf(answer));
+
+    int exit_code = 1;
+    json error = nullptr;
+    try {
+      exit_code = ExitCodeOf(run::cmdnewconvert_Click(session, host));
+    } catch (const common::Error& failure) {
+      error = failure.number();
+    }
+    if (session.access.TargetDb) session.access.TargetDb->Close();
+
+    json handled = json::array();
+    for (const run::RecordEvent& event : host.events) {
+      for (const auto number : event.errors) handled.push_back({event.number, number});
+    }
+    const run::Summary result = host.Result();
+    const json got{{"exit", exit_code},
+                   {"error", error},
+                   {"messages", result.messages},
+                   {"status", result.status},
+                   {"records", result.records},
+                   {"prompts", host.asked.size()},
+                   {"added", result.added},
+                   {"overwritten", result.overwritten},
+                   {"kept", result.kept},
+                   {"skipped_blank", result.skipped_blank},
+                   {"photo_lines", result.photo_lines},
+                   {"handled_errors", handled},
+                   {"asked", host.asked}};
+    for (const auto& [member, wanted] : step["expect"].items())
+      EXPECT_EQ(got.value(member, json()), wanted) << member;
+  }
+
+  storage::PosixFileSystem files_;
+  storage::FileEngine engine_{files_};
+  test::TemporaryDirectory directory_;
+  fs::path folder_;
+};
+
+TEST_P(PairsTest, RowsAndMessagesAreAsExpected) {
+  folder_ = test::SharedFile("fixtures/pairs").value() / GetParam().pair;
+  const fs::path target = directory_.path() / "FOLVANE.MDB";
+  fs::copy_file(folder_ / "target" / "FOLVANE.MDB", target);
+  fs::permissions(target, fs::perms::owner_write, fs::perm_options::add);
+  for (const json& run : ReadJson(folder_ / "runs.json")["runs"]) {
+    if (run["name"] != GetParam().run) continue;
+    for (const json& step : run["steps"]) RunStep(step);
+  }
+
+  std::vector<json> wanted;
+  std::ifstream in(folder_ / ("expected-" + GetParam().run + ".jsonl"));
+  for (std::string line; std::getline(in, line);) wanted.push_back(json::parse(line));
+  const auto database = engine_.OpenDatabase(common::DisplayPath(target));
+  std::vector<json> got = TargetRows(*database);
+  ASSERT_EQ(got.size(), wanted.size());
+  // New rows have the greatest autonumbers, in the order in which they were added.
+  const auto by_id = [](const json& a, const json& b) { return a["RECID"] < b["RECID"]; };
+  std::ranges::sort(got, by_id);
+  std::ranges::sort(wanted, by_id);
+  std::set<json> ids;
+  for (std::size_t i = 0; i < got.size(); ++i) {
+    EXPECT_TRUE(ids.insert(got[i]["RECID"]).second) << "autonumber given twice, row " << i;
+    got[i].erase("RECID");
+    wanted[i].erase("RECID");
+    EXPECT_EQ(got[i], wanted[i]) << "row " << i << ": " << json::diff(wanted[i], got[i]);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shared, PairsTest, testing::ValuesIn(AllRuns()),
+                         [](const testing::TestParamInfo<PairRun>& info) {
+                           std::string name = info.param.pair + "_" + info.param.run;
+                           for (char& c : name) {
+                             if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                           }
+                           return name;
+                         });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PairsTest);
+
+}  // namespace
+}  // namespace corvix
