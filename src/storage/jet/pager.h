@@ -12,11 +12,10 @@
 //
 //                 Read                     Edit (before image saved)
 //    on disk ───────────────▶ clean ────────────────────────────▶ dirty ◀─┐
-//       ▲                       │ ▲                                 │     │ Edit
-//       │        eviction       │ │           Checkpoint            │     │
-//       ├───────────────────────┘ └─────────────────────────────────┤     │
-//       │        spill (journal synced, page written, evicted)      │     │
-//       └───────────────────────────────────────────────────────────┘     │
+//       ▲                       │ ▲                                  │    │ Edit
+//       └───────────────────────┘ └──────────────────────────────────┘    │
+//               eviction           Checkpoint, or a spill when the cache  │
+//                                  is full of changes (journal first)     │
 //    behind the end ─────────────────── Append ───────────────────────────┘
 //
 // A Savepoint takes copies of the pages that are changed while it lives, and puts them back unless it is
@@ -29,12 +28,13 @@
 //       that checkpoint is on the device. Pages behind that checkpoint's end need no image.
 //   P4  The cache exceeds its budget only by frames that are pinned or changed under the open savepoint.
 //   P5  A page changed under a savepoint is not written while the savepoint is open; no checkpoint runs then.
-//   P6  After a checkpoint the file is page_count() pages long and equal to the cache.
+//   P6  A written page counts as clean only when it is on the device; after a checkpoint the file has all
+//       page_count() pages and equals the cache.
 //   P7  Page 0 is stored plain; every other page is encoded when the database has a key.
 //
 // Failures: 3049 for a page number outside the file (a damaged pointer), 3027 for changes of a read-only
 // file, 61 when the file would exceed 2 GiB, device errors as File raises them. A checkpoint or a spill that
-// fails leaves all changes in the cache or in the file, and can be tried again. One thread.
+// fails loses no change and can be tried again. One thread.
 #pragma once
 
 #include <cstddef>
@@ -75,6 +75,7 @@ class PageView {
   explicit operator bool() const { return frame_ != nullptr; }
 
  protected:
+  friend class Pager;
   detail::Frame* frame_ = nullptr;
 };
 
@@ -87,12 +88,17 @@ class PageEdit : public PageView {
 
 /// Keeps the images of pages that are about to be overwritten, so that the state of the last checkpoint can
 /// be had again after a crash (journal.h). A pager without one writes in place, which is for scratch files.
+/// Bytes are those of the file, encoded when the database is.
 class PageJournal {
  public:
   virtual ~PageJournal() = default;
+  /// The first change after a checkpoint is about to be made; the file has this length.
+  virtual void Begin(std::uint64_t file_length) = 0;
   /// Called once per page and checkpoint, before its first change: `image` is what the file holds.
   virtual void Save(PageNumber page, storage::ByteView image) = 0;
-  /// Called before the file is written: all that was saved is on the device when it returns.
+  /// The page is about to be written with this content.
+  virtual void Announce(PageNumber page, storage::ByteView content) = 0;
+  /// Called before pages are written: all of the above is on the device when it returns.
   virtual void Sync() = 0;
   /// The file holds a new checkpoint and is on the device: what was saved is of no use any more.
   virtual void Reset() = 0;
@@ -142,7 +148,9 @@ class Pager {
   std::uint64_t undo_count() const;
 
  private:
+  friend class PageView;
   friend class Savepoint;
+  friend struct detail::Frame;
   class Impl;
   std::unique_ptr<Impl> impl_;
 };

@@ -1,0 +1,3 @@
+corvix_tests(jet_pages_tests jet
+  SOURCES pages_pager_test.cpp
+  DEPENDS corvix_jet_pages)
