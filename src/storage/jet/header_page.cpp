@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <fmt/format.h>
 #include <string_view>
 
 #include "common/error.h"
