@@ -51,6 +51,7 @@ constexpr std::array kTexts{
     NumberedText{kFieldRequired, "The field must have a value"},
     NumberedText{kZeroLengthRefused, "The field cannot hold an empty text"},
     NumberedText{kUnrecognizedFormat, "Unrecognized database format"},
+    NumberedText{kObjectInvalid, "The record set or database is closed"},
     NumberedText{kConversion, "Data type conversion error"},
 };
 

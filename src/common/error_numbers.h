@@ -50,6 +50,7 @@ inline constexpr ErrorNumber kItemNotFound = 3265;  // no field of that name
 inline constexpr ErrorNumber kFieldRequired = 3314;
 inline constexpr ErrorNumber kZeroLengthRefused = 3315;
 inline constexpr ErrorNumber kUnrecognizedFormat = 3343;
+inline constexpr ErrorNumber kObjectInvalid = 3420;  // a record set whose database was closed
 inline constexpr ErrorNumber kConversion = 3421;
 
 /// The standard text of an error number, without a closing period; a general text for an unknown number.
