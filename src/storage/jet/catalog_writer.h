@@ -1,0 +1,52 @@
+// Adds rows to system tables: what a new object leaves behind in the catalogue. Index entries and counters go
+// along; the rules of ordinary tables (validation, autonumbers) do not exist there.
+//
+//   CatalogWriter objects(pager, allocator, kObjectsTable);
+//   objects.Add({{"Id", page}, {"Name", name}, ...});
+//   objects.Save();
+#pragma once
+
+#include <list>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/value.h"
+#include "storage/jet/index_tree.h"
+#include "storage/jet/jet_format.h"
+#include "storage/jet/pager.h"
+#include "storage/jet/table_definition.h"
+#include "storage/jet/table_rows.h"
+#include "storage/jet/usage_map.h"
+
+namespace corvix::jet {
+
+class CatalogWriter {
+ public:
+  using Field = std::pair<std::string_view, core::Value>;
+
+  CatalogWriter(Pager& pager, PageAllocator& allocator, PageNumber table);
+
+  /// Columns that are not named are null. Error 3022 when a unique index has the key already.
+  void Add(std::initializer_list<Field> fields);
+  /// Writes the counters of the table.
+  void Save();
+
+ private:
+  struct Tree {
+    Tree(Pager& pager, PageAllocator& allocator, const TableDefinition& table, RealIndex& real);
+    RealIndex& index;
+    MappedIndexPages pages;
+    IndexTree tree;
+  };
+  // False when the index leaves out rows like this one.
+  bool BuildKey(const RealIndex& index, std::span<const core::Value> values, Key& key) const;
+
+  Pager& pager_;
+  TableDefinition table_;
+  TableRows rows_;
+  std::list<Tree> trees_;
+};
+
+}  // namespace corvix::jet
