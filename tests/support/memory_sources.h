@@ -24,8 +24,8 @@ inline std::shared_ptr<MemoryTable> KeyedTable(std::vector<core::Field> fields, 
       std::move(fields), std::vector<MemoryIndex>{{.name = "CENTRALKEY", .order = order, .unique = unique}});
 }
 
-/// Tables with a usual set of fields, and sources that stand on them. A test replaces a table before Connect.
-struct MemorySources {
+/// Tables with a usual set of fields.
+struct MemoryTables {
   std::shared_ptr<MemoryTable> central = KeyedTable(
       {TextField("CENTRALKEY", 10), TextField("ADDRESS", 10), TypedField("LOTSIZE", core::FieldType::Double)},
       KeyOrder::FoxProTag);
@@ -41,6 +41,10 @@ struct MemorySources {
        TypedField("SaleSerial", core::FieldType::Double), TypedField("GLA", core::FieldType::Double),
        TypedField("PHOTOS", core::FieldType::Memo), TypedField("FRONT", core::FieldType::YesNo)},
       KeyOrder::AccessText, true);
+};
+
+/// The tables, and sources that stand on them. A test replaces a table before Connect.
+struct MemorySources : MemoryTables {
   core::ConversionSources sources;
   RecordingDialogs dialogs;
   common::DialogsScope scope{dialogs};
