@@ -1,0 +1,71 @@
+#include "storage/base/posix_file.h"
+
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "common/error.h"
+#include "support/temporary_directory.h"
+
+namespace corvix::storage {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PosixFileTest : public testing::Test {
+ protected:
+  PosixFileTest() { std::ofstream(path) << "0123456789"; }
+  int ErrorOf(const fs::path& wanted, OpenMode mode) {
+    try {
+      files.Open(wanted, mode);
+      return 0;
+    } catch (const common::Error& error) {
+      EXPECT_EQ(error.place(), wanted.string());
+      return error.number();
+    }
+  }
+  test::TemporaryDirectory directory;
+  fs::path path = directory.path() / "f";
+  PosixFileSystem files;
+};
+
+TEST_F(PosixFileTest, Failures_HaveTheNumbersOfTheConvention) {
+  EXPECT_EQ(ErrorOf(directory.path() / "none", OpenMode::Read), common::kFileNotFound);
+  EXPECT_EQ(ErrorOf(directory.path() / "none" / "f", OpenMode::Read), common::kPathNotFound);
+  EXPECT_EQ(ErrorOf(directory.path() / "none" / "f", OpenMode::Create), common::kPathNotFound);
+  EXPECT_EQ(ErrorOf(path / "f", OpenMode::Read), common::kPathNotFound);
+  EXPECT_EQ(ErrorOf(directory.path() / std::string(300, 'x'), OpenMode::Create), common::kBadFileName);
+  fs::create_directory(directory.path() / "d");
+  EXPECT_EQ(ErrorOf(directory.path() / "d", OpenMode::Read), common::kBadFileName);
+}
+
+TEST_F(PosixFileTest, WholeFileLock_MeetsOtherOpenersAndFlock) {
+  auto first = files.Open(path, OpenMode::ReadWrite);
+  auto second = files.Open(path, OpenMode::ReadWrite);
+  EXPECT_TRUE(first->TryLock(LockKind::Exclusive, 0, 0));
+  EXPECT_FALSE(second->TryLock(LockKind::Shared, 0, 0));
+  const int foreign = ::open(path.c_str(), O_RDWR);
+  EXPECT_NE(::flock(foreign, LOCK_EX | LOCK_NB), 0);
+  first.reset();
+  EXPECT_EQ(::flock(foreign, LOCK_EX | LOCK_NB), 0);
+  EXPECT_FALSE(second->TryLock(LockKind::Exclusive, 0, 0)) << "held by another program";
+  ::close(foreign);
+  EXPECT_TRUE(second->TryLock(LockKind::Exclusive, 0, 0));
+}
+
+TEST_F(PosixFileTest, IsWritable_RespectsTheReadOnlyMarkEvenForAPrivilegedUser) {
+  EXPECT_TRUE(files.IsWritable(path));
+  fs::permissions(path, fs::perms::owner_read);
+  EXPECT_FALSE(files.IsWritable(path));
+}
+
+TEST_F(PosixFileTest, Identity_IsThatOfTheFileWhateverItsName) {
+  fs::create_hard_link(path, directory.path() / "g");
+  EXPECT_EQ(files.Identity(path), files.Identity(directory.path() / "g"));
+  EXPECT_EQ(files.Identity(directory.path() / "none"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace corvix::storage
