@@ -17,11 +17,11 @@
 #include <vector>
 
 #include "storage/base/bytes.h"
+#include "storage/jet/cell_space.h"
 #include "storage/jet/damage.h"
 #include "storage/jet/jet_format.h"
 #include "storage/jet/pager.h"
 #include "storage/jet/table_definition.h"
-#include "storage/jet/usage_map.h"
 
 namespace corvix::jet {
 
@@ -30,13 +30,14 @@ inline constexpr std::size_t kLongValueHead = 12;
 inline constexpr std::size_t kMaxInlineValue = 64;
 inline constexpr std::size_t kMaxLongValue = (std::size_t{1} << 30) - 1;
 
-/// Length that the head claims.
-std::size_t LongValueLength(storage::ByteView stored, const Place& place);
+/// The data of the value whose head (and inline data) stands in the row: a view of `stored`, of the page that
+/// `pin` then holds, or of `buffer`. 3049 when cells are missing, go round in a circle, or hold another
+/// length than the head says.
+storage::ByteView ReadLongValue(Pager& pager, storage::ByteView stored, const Place& place, PageView& pin,
+                                std::vector<std::byte>& buffer);
 
-/// Sets `data` to the value whose head (and inline data) stands in the row. 3049 when cells are missing, go
-/// round in a circle, or hold another length than the head says. `data` reuses its memory.
-void ReadLongValue(Pager& pager, storage::ByteView stored, const Place& place, std::vector<std::byte>& data);
-
+/// True when the data stand in the row itself.
+bool IsInlineValue(storage::ByteView stored);
 /// Appends head and data of a value that stays in the row.
 void EncodeInlineValue(storage::ByteView data, std::vector<std::byte>& stored);
 
@@ -50,19 +51,17 @@ class LongValueStore {
   /// Writes the data to pages of the column and returns the head for the row.
   Head Write(storage::ByteView data);
   /// Frees the cells of a value that no row names any more; nothing for inline values. Pages left empty are
-  /// released.
-  void Free(storage::ByteView stored, const Place& place);
+  /// released. A damaged value is freed as far as it is sound: stray cells do no harm.
+  void Free(storage::ByteView stored);
 
  private:
-  RowRef WriteCell(RowRef next, bool chained, storage::ByteView data);
-  PageEdit PageWithRoom(std::size_t length);
-  RowRef FreeCell(RowRef cell, bool chained, const Place& place);
+  RowRef WriteCell(storage::ByteView data);
+  RowRef WriteChain(storage::ByteView data);
+  /// Frees a cell; gives its first 4 bytes, an address in chains. None when it is no cell of the column.
+  std::optional<RowRef> FreeCell(RowRef cell);
 
   Pager& pager_;
-  PageAllocator& allocator_;
-  UsageMap owned_;
-  std::optional<UsageMap> free_space_;
-  PageNumber current_ = 0;  // page that took the last cell; 0 = none
+  CellSpace space_;
   std::vector<std::byte> cell_;
 };
 

@@ -77,8 +77,12 @@ class RowBuilder {
   /// All columns null (or false).
   void Clear();
   void SetBool(const Column& column, bool value);
+  /// Null is false; 3421 when the value is neither Null nor a bool.
+  void SetBool(const Column& column, const core::Value& value);
   /// The stored bytes of a column that is not null.
   void Set(const Column& column, storage::ByteView stored);
+  /// The stored bytes that were set for a variable column; empty for none. Valid until the next change.
+  storage::ByteView Stored(const Column& column) const;
   /// Length that the row has now.
   std::size_t length() const;
   /// The finished row, valid until the builder is used again. Error 3047 beyond 4060 bytes.
@@ -89,6 +93,8 @@ class RowBuilder {
     std::size_t begin = 0;
     std::size_t length = 0;
   };
+
+  void SetMaskBit(const Column& column, bool value);
 
   const TableDefinition& table_;
   std::vector<std::byte> fixed_;

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "core/value.h"
+#include "storage/jet/cell_space.h"
 #include "storage/jet/jet_format.h"
 #include "storage/jet/long_value.h"
 #include "storage/jet/pager.h"
@@ -70,24 +71,34 @@ class TableRows {
   const TableDefinition& table() const { return table_; }
 
  private:
-  struct Located;  // where a row lives and through which cells it is reached
+  /// The cells of a row: its slot and, when it has moved, the cells that the pointers lead through.
+  struct Located {
+    RowRef home;
+    std::vector<RowRef> targets;
+    RowRef cell() const { return targets.empty() ? home : targets.back(); }
+  };
 
-  Located Locate(RowRef slot) const;
-  void BuildRow(std::span<const core::Value> values, const ColumnSet& changed, const RowView* old);
-  void SpillInlineValues();
-  RowRef PlaceRow(storage::ByteView row, CellState state, PageNumber except);
-  void Deleted(RowRef cell);
+  std::optional<Located> Locate(RowRef slot) const;
+  Located Require(RowRef slot) const;
+  StoredRow RowAt(RowRef cell) const;
+  std::optional<RowRef> FirstFrom(PageNumber page, std::size_t row) const;
+  storage::ByteView BuildRow(std::span<const core::Value> values, const ColumnSet& changed,
+                             const RowView* old);
+  void SetLongValue(const Column& column, const core::Value& value);
+  void MoveInlineValuesOut();
+  void FreeLongValues(const RowView& row, const ColumnSet& columns);
+  void Replace(const Located& row, storage::ByteView bytes);
+  void DeleteCell(RowRef cell);
+  RowRef Append(storage::ByteView bytes, CellState state);
   LongValueStore& Values(const Column& column);
 
   Pager& pager_;
-  PageAllocator& allocator_;
   TableDefinition& table_;
-  UsageMap owned_;
-  std::optional<UsageMap> free_space_;
+  CellSpace space_;
   std::map<std::uint16_t, LongValueStore> long_values_;  // by column number
   RowBuilder builder_;
-  std::vector<std::byte> scratch_;
-  PageNumber insert_page_ = 0;  // page that took the last row; 0 = none
+  std::vector<std::byte> stored_;          // bytes of the value being encoded
+  mutable std::vector<std::byte> buffer_;  // long value being read
 };
 
 }  // namespace corvix::jet

@@ -7,7 +7,9 @@
 // Bitmap page:        05 01 00 00, then 4092 bytes of bitmap.
 //
 // Bits count from the low end of each byte. A map grows in place: an inline map first moves its window, then
-// widens its cell where its page has room, then turns into kind 1, which reaches 2 GiB in 69 bytes.
+// widens its cell by steps of 4 bytes where its page has room, then turns into kind 1, which reaches 2 GiB in
+// 69 bytes. In the global map, which tells the free pages, the window begins at 0 and stays there, and pages
+// behind the end of the file are free.
 //
 // The objects hold no copy of the bits: what they say is what the pages say, and several objects of one map
 // may be used side by side.
@@ -16,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "storage/jet/index_pages.h"
 #include "storage/jet/jet_format.h"
@@ -52,26 +55,31 @@ class UsageMap {
   std::optional<PageNumber> First() const { return NextFrom(0); }
   std::optional<PageNumber> Last() const;
 
-  /// One past the highest page that the map has a bit for.
-  PageNumber Reach() const;
-
  private:
   friend class PageAllocator;
-  struct Bits;  // the stretch of bits around a page
+  enum class Purpose { Owned, GlobalFree };
+  struct Layout;
+  struct Stretch;
 
-  std::optional<Bits> Find(PageNumber page) const;
-  template <typename Visit>
-  std::optional<PageNumber> Search(PageNumber from, bool upwards, Visit visit) const;
-  PageView ReadCell(Cell& cell) const;
-  void MakeRoom(PageNumber page);
-  bool MoveWindow(PageNumber page);
-  bool WidenInline(PageNumber page);
-  void ConvertToReference();
+  UsageMap(Pager& pager, RowRef cell, PageAllocator* allocator, Purpose purpose);
+
+  Layout Open() const;
+  std::optional<Stretch> StretchAt(const Layout& layout, PageNumber page) const;
+  bool Covers(PageNumber page) const;
+  void SetBit(PageNumber page, bool value);
+  /// Gives the map a bit for the page.
+  void Cover(PageNumber page);
+  bool RewriteInline(const Layout& layout, PageNumber page);
+  void ConvertToReference(const Layout& layout);
   void AddBitmapPage(PageNumber page);
+  std::vector<PageNumber> InlinePages(const Layout& layout) const;
+  /// New bits of the global map, from page `from` on: pages that do not exist yet count as free.
+  void MarkPagesBehindEnd(storage::ByteSpan bits, PageNumber first, PageNumber from) const;
 
   Pager& pager_;
   RowRef cell_;
   PageAllocator* allocator_;
+  Purpose purpose_;
 };
 
 /// Free pages of the file: the global map (row 0 of page 1), where a set bit means free. Keeps in mind below
@@ -91,14 +99,14 @@ class PageAllocator {
   bool IsFree(PageNumber page) const;
 
  private:
-  friend class UsageMap;
+  static constexpr PageNumber kFirstAllocated = kRelationshipsTable + 1;  // lower ones have a fixed purpose
+
   PageEdit AppendPage();
-  PageEdit AppendBitmapPage(PageNumber first_page);
 
   Pager& pager_;
   UsageMap map_;
-  PageNumber search_from_ = 0;    // no page below is free
-  std::uint64_t undo_count_ = 0;  // of the pager when search_from_ was found
+  PageNumber search_from_ = kFirstAllocated;  // no page below is free
+  std::uint64_t undo_count_ = 0;              // of the pager when search_from_ was found
 };
 
 /// Pages of an index: allocated from the file and written down in the index's usage map.
