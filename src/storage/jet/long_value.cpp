@@ -94,6 +94,12 @@ ByteView ReadLongValue(Pager& pager, ByteView stored, const Place& place, PageVi
   return data.first(head.length);
 }
 
+void ReadLongValue(Pager& pager, ByteView stored, const Place& place, std::vector<std::byte>& data) {
+  PageView pin;
+  const ByteView found = ReadLongValue(pager, stored, place, pin, data);
+  if (found.data() != data.data()) data.assign(found.begin(), found.end());
+}
+
 bool IsInlineValue(ByteView stored) {
   return stored.size() >= kLongValueHead && Parse(stored).kind == kInline;
 }

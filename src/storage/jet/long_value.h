@@ -36,6 +36,9 @@ inline constexpr std::size_t kMaxLongValue = (std::size_t{1} << 30) - 1;
 storage::ByteView ReadLongValue(Pager& pager, storage::ByteView stored, const Place& place, PageView& pin,
                                 std::vector<std::byte>& buffer);
 
+/// The same as a copy; `data` reuses its memory.
+void ReadLongValue(Pager& pager, storage::ByteView stored, const Place& place, std::vector<std::byte>& data);
+
 /// True when the data stand in the row itself.
 bool IsInlineValue(storage::ByteView stored);
 /// Appends head and data of a value that stays in the row.
