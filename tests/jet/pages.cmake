@@ -1,3 +1,3 @@
 corvix_tests(jet_pages_tests jet
-  SOURCES pages_pager_test.cpp
-  DEPENDS corvix_jet_pages)
+  SOURCES pages_page_test.cpp pages_pager_test.cpp
+  DEPENDS corvix_jet_schema corvix_jet_pages)

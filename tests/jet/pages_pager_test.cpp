@@ -1,20 +1,173 @@
-#include <gmock/gmock.h>
+// The pager against a model of the file: cache, spilling, savepoints, checkpoints, encoding, failing devices.
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+#include <vector>
 
-#include "common/error.h"
-#include "storage/base/memory_file.h"
-#include "storage/jet/page.h"
+#include "jet/pages_scratch.h"
 #include "storage/jet/pager.h"
+#include "storage/jet/rc4.h"
 
 namespace corvix::jet {
 namespace {
 
-TEST(Smoke, Builds) {
-  storage::MemoryFileSystem files;
-  Pager pager(files.Open("a", storage::OpenMode::Create), "a", {});
-  auto p = pager.Append();
-  DataPageEdit::Format(p.bytes(), 7);
-  DataPageEdit e(p);
-  EXPECT_EQ(e.free_bytes(), DataPage::kCapacity);
+using Model = std::vector<PageBytes>;
+
+/// A journal that checks what the pager promises to it: images are those of the last checkpoint, and nothing
+/// is overwritten before its image is synced.
+class WatchingJournal : public PageJournal {
+ public:
+  explicit WatchingJournal(std::shared_ptr<SparseFile::State> file) : file_(std::move(file)) {
+    checkpoint_ = file_->pages;
+    file_->before_write = [this](PageNumber page) {
+      EXPECT_TRUE(page >= old_pages_ || synced_.contains(page))
+          << "page " << page << " overwritten too early";
+      EXPECT_TRUE(announced_.contains(page));
+    };
+  }
+  void Begin(std::uint64_t file_length) override {
+    EXPECT_FALSE(begun_);
+    begun_ = true;
+    old_pages_ = file_length / kPageSize;
+  }
+  void Save(PageNumber page, storage::ByteView image) override {
+    EXPECT_TRUE(begun_ && page < old_pages_);
+    EXPECT_TRUE(std::ranges::equal(image, checkpoint_[page])) << "image of page " << page;
+    EXPECT_TRUE(saved_.insert(page).second) << "page " << page << " saved twice";
+  }
+  void Announce(PageNumber page, storage::ByteView) override { announced_.insert(page); }
+  void Sync() override { synced_ = saved_; }
+  void Reset() override {
+    begun_ = false;
+    checkpoint_ = file_->pages;
+    saved_.clear(), synced_.clear(), announced_.clear();
+  }
+
+ private:
+  std::shared_ptr<SparseFile::State> file_;
+  std::map<std::uint64_t, PageBytes> checkpoint_;
+  std::set<PageNumber> saved_, synced_, announced_;
+  std::uint64_t old_pages_ = 0;
+  bool begun_ = false;
+};
+
+class PagerHistory : public testing::TestWithParam<std::uint32_t> {};  // the database key
+
+TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
+  constexpr unsigned kSeed = 20001;
+  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+  std::mt19937 random(kSeed);
+  const auto below = [&](std::size_t n) { return static_cast<std::size_t>(random()) % n; };
+  auto file = std::make_shared<SparseFile::State>();
+  Model model;
+  {
+    Pager pager(std::make_unique<SparseFile>(file), "A.MDB", {16 * kPageSize, false},
+                std::make_unique<WatchingJournal>(file));
+    pager.SetDatabaseKey(GetParam());
+    std::vector<PageView> held;
+    for (int round = 0; round < 1500; ++round) {
+      std::optional<Savepoint> savepoint;
+      Model before;
+      if (below(2) == 0) {
+        savepoint.emplace(pager);
+        before = model;
+      }
+      for (std::size_t step = below(6); step-- > 0;) {
+        if (model.empty() || (model.size() < 80 && below(4) == 0)) {
+          const PageEdit page = pager.Append();
+          ASSERT_EQ(page.number(), model.size());
+          model.push_back({});
+        }
+        const auto number = static_cast<PageNumber>(below(model.size()));
+        if (below(2) == 0) {
+          const std::size_t at = below(kPageSize);
+          pager.Edit(number).bytes()[at] = model[number][at] = static_cast<std::byte>(random());
+        }
+        const PageView view = pager.Read(number);
+        ASSERT_TRUE(std::ranges::equal(view.bytes(), model[number])) << "page " << number;
+        if (below(8) == 0) held.push_back(view);
+        if (held.size() > 5) held.erase(held.begin());
+      }
+      if (savepoint && below(3) == 0) {
+        model = before;
+        std::erase_if(held, [&](const PageView& view) { return view.number() >= model.size(); });
+      } else if (savepoint) {
+        savepoint->Release();
+      }
+      savepoint.reset();
+      ASSERT_EQ(pager.page_count(), model.size());
+      for (const PageView& view : held) ASSERT_TRUE(std::ranges::equal(view.bytes(), model[view.number()]));
+      if (below(100) == 0) {
+        pager.Checkpoint();
+        EXPECT_FALSE(pager.dirty());
+        ASSERT_EQ(file->size, model.size() * kPageSize);
+      }
+    }
+    held.clear();
+    pager.Checkpoint();
+    EXPECT_GT(pager.undo_count(), 100u);
+  }
+  Pager again(std::make_unique<SparseFile>(file), "A.MDB", {16 * kPageSize, true});
+  again.SetDatabaseKey(GetParam());
+  for (PageNumber page = 0; page < model.size(); ++page) {
+    EXPECT_TRUE(std::ranges::equal(again.Read(page).bytes(), model[page]));
+    const bool plain = file->pages[page] == model[page];
+    EXPECT_EQ(plain, GetParam() == 0 || page == 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, PagerHistory, testing::Values(0u, 0x8BADF00Du));
+
+TEST(Pager, RefusesWhatTheFileCannotGive) {
+  auto file = std::make_shared<SparseFile::State>();
+  file->size = 3 * kPageSize + 100;  // a cut last page
+  Pager reading(std::make_unique<SparseFile>(file), "A.MDB", {0, true});
+  EXPECT_EQ(reading.page_count(), 3u);
+  EXPECT_EQ(ErrorOf([&] { reading.Read(3); }), common::kDamagedDatabase);
+  EXPECT_EQ(ErrorOf([&] { reading.Edit(1); }), common::kReadOnly);
+  EXPECT_EQ(ErrorOf([&] { reading.Append(); }), common::kReadOnly);
+  EXPECT_FALSE(reading.dirty());
+
+  file->size = kMaxFileSize - kPageSize;
+  Pager full(std::make_unique<SparseFile>(file), "A.MDB", {});
+  full.Append();
+  EXPECT_EQ(ErrorOf([&] { full.Append(); }), common::kDiskFull);
+  EXPECT_EQ(full.page_count(), kMaxFileSize / kPageSize);
+}
+
+TEST(Pager, AFailedCheckpointLosesNothingAndCanBeRepeated) {
+  for (int failing = 0; failing < 21; ++failing) {
+    auto file = std::make_shared<SparseFile::State>();
+    Pager pager(std::make_unique<SparseFile>(file), "A.MDB", {64 * kPageSize, false});
+    int operations = 0;
+    const auto fail = [&] {
+      if (operations++ == failing) throw common::Error(common::kDiskFull);
+    };
+    file->before_write = [&](PageNumber) { fail(); };
+    file->on_sync = fail;
+    for (std::byte i{1}; i <= std::byte{20}; i = std::byte(std::to_integer<int>(i) + 1)) {
+      pager.Append().bytes()[5] = i;
+    }
+    const auto error = ErrorOf([&] { pager.Checkpoint(); });
+    EXPECT_EQ(error, common::kDiskFull) << failing;
+    EXPECT_TRUE(pager.dirty());
+    pager.Edit(7).bytes()[6] = std::byte{99};
+    pager.Checkpoint();
+    ASSERT_EQ(file->pages.size(), 20u);
+    for (const auto& [page, bytes] : file->pages)
+      EXPECT_EQ(std::to_integer<std::uint64_t>(bytes[5]), page + 1);
+    EXPECT_EQ(file->pages[7][6], std::byte{99});
+  }
+}
+
+TEST(Rc4, GivesTheKnownStreamOfTheHeaderKey) {
+  const std::array key{std::byte{0xC7}, std::byte{0xDA}, std::byte{0x39}, std::byte{0x6B}};
+  std::array<std::byte, 6> bytes{};
+  ApplyRc4(key, bytes);
+  const std::array expected{std::byte{0xB5}, std::byte{0x6F}, std::byte{0x03},
+                            std::byte{0x62}, std::byte{0x61}, std::byte{0x08}};
+  EXPECT_EQ(bytes, expected);
 }
 
 }  // namespace
