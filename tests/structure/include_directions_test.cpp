@@ -23,7 +23,7 @@ const std::map<std::string, std::set<std::string>> kAllowed{
     {"storage/overlay", {"common", "core", "storage/base"}},
     {"storage/engine",
      {"common", "core", "storage/base", "storage/foxpro", "storage/jet", "storage/overlay"}},
-    {"settings", {"common", "storage/base"}},
+    {"settings", {"common", "core", "storage/base"}},
     {"merge", {"common", "core"}},
     {"run", {"common", "core", "merge", "settings"}},
     {"sample", {"common", "core", "storage/base", "storage/foxpro", "storage/jet"}},

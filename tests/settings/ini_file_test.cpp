@@ -1,0 +1,194 @@
+#include "settings/ini_file.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/error.h"
+#include "settings/directory_tokens.h"
+#include "settings/settings_directory.h"
+
+namespace corvix::settings::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(IniFile, MissingThingsGiveTheDefault) {
+  const SettingsDirectory directory;
+  directory.Write("A.INI", "[S]\r\nK=v\r\nempty=\r\n");
+  fs::create_directory(directory.path("FOLDER.INI"));
+  const auto read = [&](const char* file, const char* section, const char* key) {
+    return IniReadString(directory.place, file, section, key, " a b  ");
+  };
+  EXPECT_EQ(read("A.INI", "S", "K"), "v");
+  EXPECT_EQ(read("A.INI", "S", "empty"), "");
+  for (const char* file : {"B.INI", "FOLDER.INI", "A.INI\\none\\B.INI", ""})
+    EXPECT_EQ(read(file, "S", "K"), " a b");
+  EXPECT_EQ(read("A.INI", "T", "K"), " a b");
+  EXPECT_EQ(read("A.INI", "S", "J"), " a b");
+  EXPECT_EQ(read("A.INI", "", "K"), " a b");
+  EXPECT_EQ(read("A.INI", "S", " "), " a b");
+}
+
+TEST(IniFile, FindsFilesWithoutRegardToCase) {
+  const SettingsDirectory directory;
+  directory.Write("Zelta.Ini", "[S]\nK=v\n");
+  EXPECT_EQ(IniReadString(directory.place, "zelta.INI", "S", "K", ""), "v");
+  EXPECT_EQ(IniReadString(directory.place, GetWinDir(directory.place) + "ZELTA.INI", "S", "K", ""), "v");
+  IniWriteString(directory.place, "ZELTA.INI", "S", "K", "w");
+  EXPECT_EQ(directory.Read("Zelta.Ini"), "[S]\nK=w\n");
+  EXPECT_EQ(directory.FileCount(), 1u) << "no second file, no temporary one";
+}
+
+TEST(IniFile, LongValuesAreWhole) {
+  const SettingsDirectory directory;
+  const std::string value(5000, 'x');
+  IniWriteString(directory.place, "A.INI", "S", "K", value);
+  EXPECT_EQ(IniReadString(directory.place, "A.INI", "S", "K", ""), value);
+}
+
+TEST(IniFile, KeepsTheEncodingOfTheFile) {
+  const SettingsDirectory directory;
+  // Bytes that no Windows-1252 text has survive as well.
+  directory.Write("A.INI", "[S]\r\nK=caf\xE9\r\nJ=\x81\r\n");
+  EXPECT_EQ(IniReadString(directory.place, "A.INI", "S", "K", ""), "caf\u00E9");
+  IniWriteString(directory.place, "A.INI", "S", "K", "\u20AC");
+  EXPECT_EQ(directory.Read("A.INI"), "[S]\r\nK=\x80\r\nJ=\x81\r\n");
+  IniWriteString(directory.place, "A.INI", "S", "K", "\u0416");
+  EXPECT_EQ(directory.Read("A.INI"), "\uFEFF[S]\r\nK=\u0416\r\nJ=\xC2\x81\r\n") << "nothing else holds it";
+  EXPECT_EQ(IniReadString(directory.place, "A.INI", "S", "K", ""), "\u0416");
+
+  const std::string little("\xFF\xFE[\0S\0]\0\n\0K\0=\0\x16\x04\n\0", 18);
+  directory.Write("B.INI", little);
+  EXPECT_EQ(IniReadString(directory.place, "B.INI", "S", "K", ""), "\u0416");
+  IniWriteString(directory.place, "B.INI", "S", "K", "\u0417");
+  EXPECT_EQ(directory.Read("B.INI"), std::string("\xFF\xFE[\0S\0]\0\n\0K\0=\0\x17\x04\n\0", 18));
+  directory.Write("C.INI", std::string("\xFE\xFF\0[\0S\0]\0\n\0K\0=\x04\x16", 16));
+  EXPECT_EQ(IniReadString(directory.place, "C.INI", "S", "K", ""), "\u0416");
+  IniWriteString(directory.place, "C.INI", "S", "K", "x");
+  EXPECT_EQ(directory.Read("C.INI"), std::string("\xFE\xFF\0[\0S\0]\0\n\0K\0=\0x", 16));
+}
+
+TEST(IniFile, FailedWritesChangeNothing) {
+  const SettingsDirectory directory;
+  directory.Write("A.INI", "[S]\r\nK=v\r\n");
+  fs::permissions(directory.path("A.INI"), fs::perms::owner_read);
+  IniWriteString(directory.place, "A.INI", "S", "K", "w");
+  EXPECT_EQ(directory.Read("A.INI"), "[S]\r\nK=v\r\n");
+  IniWriteString(directory.place, GetWinDir(directory.place) + "missing\\B.INI", "S", "K", "w");
+  fs::create_directory(directory.path("FOLDER.INI"));
+  IniWriteString(directory.place, "FOLDER.INI", "S", "K", "w");
+  EXPECT_EQ(directory.FileCount(), 2u);
+}
+
+TEST(IniFile, WritesThroughLinksAndMakesItsDirectory) {
+  const SettingsDirectory directory;
+  const SettingsPlace inside{directory.place.files, directory.path("deep") / "corvix"};
+  IniWriteString(inside, GetWinDir(inside) + "CORVIX.INI", "S", "K", "v");
+  EXPECT_EQ(directory.Read("deep/corvix/CORVIX.INI"), "[S]\r\nK=v\r\n");
+
+  directory.Write("real.ini", "[S]\r\nK=v\r\n");
+  fs::create_symlink("real.ini", directory.path("A.INI"));
+  IniWriteString(directory.place, "A.INI", "S", "K", "w");
+  EXPECT_EQ(directory.Read("real.ini"), "[S]\r\nK=w\r\n");
+  EXPECT_TRUE(fs::is_symlink(directory.path("A.INI")));
+}
+
+/// A file system whose power fails at the n-th step; what was written and not synced is lost.
+class FailingFileSystem : public storage::PosixFileSystem {
+ public:
+  struct PowerCut {};
+  explicit FailingFileSystem(int steps) : steps_(steps) {}
+
+  std::unique_ptr<storage::File> Open(const fs::path& path, storage::OpenMode mode) override {
+    if (mode == storage::OpenMode::Read) return PosixFileSystem::Open(path, mode);
+    Step();
+    return std::make_unique<UnsyncedFile>(PosixFileSystem::Open(path, mode), *this);
+  }
+  void Rename(const fs::path& from, const fs::path& to) override {
+    Step();
+    PosixFileSystem::Rename(from, to);
+  }
+  void SyncDirectory(const fs::path& directory) override {
+    Step();
+    PosixFileSystem::SyncDirectory(directory);
+  }
+
+ private:
+  class UnsyncedFile : public storage::File {
+   public:
+    UnsyncedFile(std::unique_ptr<File> file, FailingFileSystem& system)
+        : file_(std::move(file)), system_(system) {}
+    std::uint64_t Size() const override { return file_->Size(); }
+    std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
+      return file_->ReadAt(offset, out);
+    }
+    void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
+      system_.Step();
+      unsynced_.emplace_back(offset, std::vector(bytes.begin(), bytes.end()));
+    }
+    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
+    void Sync() override {
+      system_.Step();
+      for (const auto& [offset, bytes] : unsynced_) file_->WriteAt(offset, bytes);
+      unsynced_.clear();
+    }
+    bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override { return true; }
+    void Unlock(std::uint64_t, std::uint64_t) override {}
+
+   private:
+    std::unique_ptr<File> file_;
+    FailingFileSystem& system_;
+    std::vector<std::pair<std::uint64_t, std::vector<std::byte>>> unsynced_;
+  };
+
+  void Step() {
+    if (steps_-- == 0) throw PowerCut{};
+  }
+  int steps_;
+};
+
+TEST(IniFile, IsTheOldOrTheNewOneAfterACrash) {
+  const std::string old_text = "[S]\r\nK=v\r\n";
+  const std::string new_text = "[S]\r\nK=a longer value\r\n";
+  bool finished = false;
+  int steps = 0;
+  for (; !finished; ++steps) {
+    const SettingsDirectory directory;
+    directory.Write("A.INI", old_text);
+    FailingFileSystem files(steps);
+    try {
+      IniWriteString({files, directory.path("")}, "A.INI", "S", "K", "a longer value");
+      finished = true;
+    } catch (const FailingFileSystem::PowerCut&) {
+      EXPECT_TRUE(directory.Read("A.INI") == old_text || directory.Read("A.INI") == new_text)
+          << "cut at " << steps;
+      continue;
+    }
+    EXPECT_EQ(directory.Read("A.INI"), new_text);
+  }
+  EXPECT_GT(steps, 4) << "open, write, sync, rename and sync of the directory were to be cut";
+}
+
+TEST(IniFile, DeviceErrorsOnReadingReachTheCaller) {
+  class Broken : public storage::PosixFileSystem {
+   public:
+    explicit Broken(common::ErrorNumber number) : number_(number) {}
+    std::unique_ptr<storage::File> Open(const fs::path&, storage::OpenMode) override {
+      throw common::Error(number_);
+    }
+
+   private:
+    common::ErrorNumber number_;
+  };
+  const SettingsDirectory directory;
+  directory.Write("A.INI", "[S]\r\nK=v\r\n");
+  Broken device(common::kDeviceIo);
+  EXPECT_THROW(IniReadString({device, directory.path("")}, "A.INI", "S", "K", "d"), common::Error);
+  Broken denied(common::kPermissionDenied);
+  EXPECT_EQ(IniReadString({denied, directory.path("")}, "A.INI", "S", "K", "d"), "d");
+}
+
+}  // namespace
+}  // namespace corvix::settings::test
