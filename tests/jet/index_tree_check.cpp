@@ -49,7 +49,7 @@ struct Walk {
     const bool leaf = page[0] == std::byte{4};
     if (!leaf && page[0] != std::byte{3}) return Fault(number, "no index page");
     if (storage::ReadLittle<std::uint32_t>(page, 4) != table) Fault(number, "owner");
-    if (std::to_integer<int>(page[26]) != (leaf ? 0 : 1)) Fault(number, "level byte");
+    if (std::to_integer<int>(page[26]) > (leaf ? 0 : 1)) Fault(number, "level byte");
     levels[depth].push_back(number);
     std::vector<Key> entries = Entries(number, page);
     const PageNumber tail = storage::ReadLittle<std::uint32_t>(page, 20);

@@ -1,3 +1,3 @@
 corvix_library(corvix_jet_index
-  SOURCES collation.cpp collation_table.cpp index_cursor.cpp index_key.cpp index_page.cpp index_tree.cpp
+  SOURCES collation.cpp collation_table.cpp index_cursor.cpp index_key.cpp index_page.cpp index_set.cpp index_tree.cpp
   DEPENDS corvix_jet_pages corvix_jet_schema corvix_core corvix_storage_base corvix_common fmt::fmt)
