@@ -75,6 +75,7 @@ class MemoFile {
   std::uint32_t block_size() const { return block_size_; }
   /// Number of the next free block by the file's header.
   std::uint32_t next_free() const { return next_free_; }
+  std::uint64_t size() const { return size_; }
 
   Memo Read(std::uint32_t block);
   MemoExtent Extent(std::uint32_t block);

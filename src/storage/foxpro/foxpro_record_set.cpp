@@ -1,0 +1,218 @@
+#include "storage/foxpro/foxpro_record_set.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <limits>
+#include <utility>
+
+#include "common/error.h"
+#include "common/text.h"
+#include "storage/foxpro/foxpro_choices.h"
+
+namespace corvix::foxpro {
+
+FoxProRecordSet::FoxProRecordSet(storage::FileSystem& files, const std::filesystem::path& directory,
+                                 std::string_view table)
+    : paths_(FindTableFiles(files, directory, table)),
+      table_(files.Open(paths_.table, storage::OpenMode::Read), paths_.table.string()),
+      page_(CodePageOfTable(table_.header().language_driver)),
+      memo_(OpenMemoFile(files, paths_, table_.header())),
+      reader_(table_.header(), page_, memo_ ? &*memo_ : nullptr) {
+  table_.RequireAllRecords();
+  for (const DbfField& field : table_.header().fields) {
+    fields_.push_back(DescribeField(field, table_.header().version, page_));
+  }
+  OpenIndex(files);
+  SettleInFile(1);
+  is_empty_ = past_end_;
+}
+
+void FoxProRecordSet::OpenIndex(storage::FileSystem& files) {
+  if (!paths_.index) {
+    index_problem_ =
+        table_.header().HasStructuralIndex()
+            ? fmt::format("the index file {} is missing; copy it into the directory from where {} came from",
+                          paths_.FileName(".CDX"), paths_.FileName(".DBF"))
+            : fmt::format("the table has no index file {}; create the index in the program it comes from",
+                          paths_.FileName(".CDX"));
+    return;
+  }
+  try {
+    index_ =
+        std::make_unique<CdxFile>(files.Open(*paths_.index, storage::OpenMode::Read), paths_.index->string());
+  } catch (const common::Error& error) {
+    index_damage_ = error;
+    index_problem_ = error.what();
+  }
+}
+
+std::optional<std::size_t> FoxProRecordSet::FindField(std::string_view name) const {
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (fields_[i].name.size() == name.size() && common::EqualIgnoringCase(fields_[i].name, name)) return i;
+  }
+  return std::nullopt;
+}
+
+std::span<const Tag> FoxProRecordSet::Tags() const {
+  if (!index_) return {};
+  return index_->tags();
+}
+
+void FoxProRecordSet::SelectIndex(std::string_view name) {
+  if (order_ && common::EqualIgnoringCase(order_->tag().name, name)) return;
+  if (index_damage_) throw *index_damage_;
+  const Tag* tag = index_ ? index_->FindTag(name) : nullptr;
+  if (!tag) {
+    const std::string why =
+        index_ ? fmt::format("{} has no tag of that name; create it in the program it comes from",
+                             paths_.FileName(".CDX"))
+               : index_problem_;
+    throw common::Error(common::kNotAnIndex,
+                        fmt::format("Table {} has no index '{}': {}", paths_.name, name, why),
+                        paths_.directory.string());
+  }
+  auto opened = std::ranges::find(opened_orders_, tag, &SelectedTag::tag);
+  if (opened == opened_orders_.end()) {
+    opened_orders_.push_back({tag, std::make_unique<TagOrder>(*index_, *tag, table_, page_)});
+    opened = std::prev(opened_orders_.end());
+  }
+  order_ = opened->order.get();
+  order_is_current_ = false;
+}
+
+bool FoxProRecordSet::IsShown(std::uint32_t record) const {
+  return record >= 1 && record <= table_.RecordCount() && !table_.IsHidden(record);
+}
+
+void FoxProRecordSet::StandOn(std::uint32_t record) {
+  const storage::ByteView bytes = table_.Record(record);
+  record_.assign(bytes.begin(), bytes.end());
+  current_ = record;
+  past_end_ = false;
+}
+
+void FoxProRecordSet::GoPastEnd() {
+  current_ = 0;
+  past_end_ = true;
+  order_is_current_ = false;
+}
+
+void FoxProRecordSet::SettleInFile(std::uint32_t record) {
+  while (record <= table_.RecordCount() && !IsShown(record)) ++record;
+  if (record > table_.RecordCount()) return GoPastEnd();
+  StandOn(record);
+  order_is_current_ = false;
+}
+
+void FoxProRecordSet::SettleInOrder(bool has_entry) {
+  order_is_current_ = false;
+  while (has_entry && !IsShown(order_->Record())) has_entry = order_->Next();
+  if (!has_entry) return GoPastEnd();
+  StandOn(order_->Record());
+  order_is_current_ = true;
+}
+
+void FoxProRecordSet::MoveFirst() {
+  if (order_) {
+    SettleInOrder(order_->First());
+  } else {
+    SettleInFile(1);
+  }
+  if (current_ == 0)
+    throw common::Error(common::kNoCurrentRecord, "The table has no record", paths_.table.string());
+}
+
+void FoxProRecordSet::MoveNext() {
+  RequireRow();
+  if (!order_) return SettleInFile(current_ + 1);
+  // Until the move has succeeded the order counts as being elsewhere, so that a repeated move skips nothing.
+  const bool in_step = std::exchange(order_is_current_, false);
+  SettleInOrder(in_step ? order_->Next() : order_->NextAfter(current_));
+}
+
+void FoxProRecordSet::SeekEqual(std::string_view key) {
+  if (!order_) throw common::Error(common::kNoCurrentIndex);
+  current_ = 0;
+  past_end_ = is_empty_;
+  order_is_current_ = false;
+  no_match_ = true;
+  bool found = order_->Find(key);
+  while (found && !IsShown(order_->Record())) found = order_->NextEqual();
+  if (!found) return;
+  StandOn(order_->Record());
+  order_is_current_ = true;
+  no_match_ = false;
+}
+
+core::Bookmark FoxProRecordSet::GetBookmark() const {
+  RequireRow();
+  return {current_};
+}
+
+void FoxProRecordSet::SetBookmark(core::Bookmark bookmark) {
+  if (bookmark.handle < 1 || bookmark.handle > table_.RecordCount())
+    throw common::Error(common::kBadBookmark);
+  const auto record = static_cast<std::uint32_t>(bookmark.handle);
+  if (!IsShown(record)) throw common::Error(common::kRecordDeleted);
+  if (record == current_) return;
+  StandOn(record);
+  order_is_current_ = false;
+}
+
+std::int32_t FoxProRecordSet::RecordCount() const {
+  if (!record_count_) {
+    constexpr std::uint32_t kMost = std::numeric_limits<std::int32_t>::max();
+    record_count_ = static_cast<std::int32_t>(std::min(table_.CountVisible(), kMost));
+  }
+  return *record_count_;
+}
+
+void FoxProRecordSet::ThrowReadOnly() const {
+  throw common::Error(common::kReadOnly, "FoxPro tables are only read, never changed", paths_.table.string());
+}
+
+void FoxProRecordSet::BeginAdd() { ThrowReadOnly(); }
+void FoxProRecordSet::BeginEdit() { ThrowReadOnly(); }
+void FoxProRecordSet::Store() { ThrowReadOnly(); }
+void FoxProRecordSet::Write(std::size_t, const core::Value&) { ThrowReadOnly(); }
+
+void FoxProRecordSet::RequireRow() const {
+  if (current_ == 0) throw common::Error(common::kNoCurrentRecord);
+}
+
+const DbfField& FoxProRecordSet::RequireField(std::size_t field) const {
+  RequireRow();
+  if (field < fields_.size()) return table_.header().fields[field];
+  throw common::Error(common::kItemNotFound,
+                      fmt::format("Table {} has no field at position {}", paths_.name, field));
+}
+
+std::string FoxProRecordSet::RecordPlace(const DbfField& field) const {
+  return fmt::format("{}, record {}, field {}", paths_.table.string(), current_, field.name);
+}
+
+core::Value FoxProRecordSet::Read(std::size_t field) const {
+  const DbfField& described = RequireField(field);
+  try {
+    return reader_.Read(described, record_);
+  } catch (const common::Error& error) {
+    throw common::Error(error.number(), error.text(), RecordPlace(described));
+  }
+}
+
+bool FoxProRecordSet::ReadText(std::size_t field, std::string& text) const {
+  const DbfField& described = RequireField(field);
+  try {
+    return reader_.ReadText(described, record_, text);
+  } catch (const common::Error& error) {
+    throw common::Error(error.number(), error.text(), RecordPlace(described));
+  }
+}
+
+std::unique_ptr<core::RecordSet> OpenFoxProTable(storage::FileSystem& files,
+                                                 const std::filesystem::path& directory,
+                                                 std::string_view table) {
+  return std::make_unique<FoxProRecordSet>(files, directory, table);
+}
+
+}  // namespace corvix::foxpro

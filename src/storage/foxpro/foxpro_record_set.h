@@ -1,0 +1,113 @@
+// The table operations over a FoxPro table: read-only, hidden records never seen (foxpro_choices.h).
+//
+// A table is up to three files of one base name in a directory, found without regard to case: the table
+// (.DBF), its production index (.CDX), and its memo file (.FPT, or .DBT for the tables of dBASE). A missing
+// or damaged index does not keep the table from being opened; selecting an index then fails with the reason.
+//
+//   storage::PosixFileSystem files;
+//   auto comps = foxpro::OpenFoxProTable(files, "/data/comps", "COMPS");
+//   comps->SelectIndex("CENTRALKEY");
+//   comps->SeekEqual("12 OAK ST");
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/record_set.h"
+#include "storage/base/file.h"
+#include "storage/foxpro/cdx_tree.h"
+#include "storage/foxpro/dbf_file.h"
+#include "storage/foxpro/dbf_value.h"
+#include "storage/foxpro/memo_file.h"
+#include "storage/foxpro/table_files.h"
+#include "storage/foxpro/tag_order.h"
+
+namespace corvix::foxpro {
+
+class FoxProRecordSet final : public core::RecordSet {
+ public:
+  /// 3011: no such table. 53: its memo file is missing. 3343, 3049: not a table, a damaged one.
+  FoxProRecordSet(storage::FileSystem& files, const std::filesystem::path& directory, std::string_view table);
+
+  std::span<const core::Field> Fields() const override { return fields_; }
+  std::optional<std::size_t> FindField(std::string_view name) const override;
+
+  void SelectIndex(std::string_view name) override;
+  void SeekEqual(std::string_view key) override;
+  bool NoMatch() const override { return no_match_; }
+
+  core::Bookmark GetBookmark() const override;
+  void SetBookmark(core::Bookmark bookmark) override;
+  void MoveFirst() override;
+  void MoveNext() override;
+  bool PastEnd() const override { return past_end_; }
+  /// The records that are not hidden.
+  std::int32_t RecordCount() const override;
+
+  // The table cannot be written.
+  void BeginAdd() override;
+  void BeginEdit() override;
+  void Store() override;
+  void Write(std::size_t field, const core::Value& value) override;
+
+  bool HasRow() const override { return current_ != 0; }
+  core::Value Read(std::size_t field) const override;
+  bool ReadText(std::size_t field, std::string& text) const override;
+
+  /// Number of the current record in the file, from 1; 0 when there is none.
+  std::uint32_t RecordNumber() const { return current_; }
+  /// The tags of the production index; none without a readable one.
+  std::span<const Tag> Tags() const;
+  /// Why there is no readable index; empty when there is one.
+  const std::string& IndexProblem() const { return index_problem_; }
+
+ private:
+  struct SelectedTag {
+    const Tag* tag;
+    std::unique_ptr<TagOrder> order;
+  };
+
+  void OpenIndex(storage::FileSystem& files);
+  void RequireRow() const;
+  const DbfField& RequireField(std::size_t field) const;
+  bool IsShown(std::uint32_t record) const;
+  /// Makes the record of the order's entry current, or the first one behind it that is shown.
+  void SettleInOrder(bool has_entry);
+  void SettleInFile(std::uint32_t record);
+  void StandOn(std::uint32_t record);
+  void GoPastEnd();
+  [[noreturn]] void ThrowReadOnly() const;
+  std::string RecordPlace(const DbfField& field) const;
+
+  TableFiles paths_;
+  mutable DbfFile table_;
+  storage::CodePage page_;
+  std::vector<core::Field> fields_;
+  mutable std::optional<MemoFile> memo_;
+  FieldReader reader_;
+  std::unique_ptr<CdxFile> index_;
+  std::string index_problem_;
+  std::optional<common::Error> index_damage_;
+
+  std::vector<SelectedTag> opened_orders_;  // every tag selected so far
+  TagOrder* order_ = nullptr;               // the selected one
+  bool order_is_current_ = false;           // the order stands on the entry of the current record
+  std::uint32_t current_ = 0;               // record number; 0 for none
+  bool past_end_ = false;
+  bool is_empty_ = false;  // no record is shown
+  bool no_match_ = false;
+  std::vector<std::byte> record_;  // the current record
+  mutable std::optional<std::int32_t> record_count_;
+};
+
+/// Opens a table of a directory, its name with or without the extension, no index selected.
+std::unique_ptr<core::RecordSet> OpenFoxProTable(storage::FileSystem& files,
+                                                 const std::filesystem::path& directory,
+                                                 std::string_view table);
+
+}  // namespace corvix::foxpro
