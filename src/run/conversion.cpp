@@ -118,7 +118,7 @@ class Conversion {
         return;
       }
       ConvertRecord(trap);
-      host_.Yield(values_);
+      trap([&] { host_.Yield(values_); });
       if (values_.EscapeState == kEscapeContinue) {
         values_.EscapeState = kEscapeNone;
       } else if (values_.EscapeState == kEscapeStop) {

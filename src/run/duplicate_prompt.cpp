@@ -75,4 +75,11 @@ std::string PromptContents::Text(const PromptCell& cell) const {
   return {};
 }
 
+bool PromptContents::Differs(const PromptRow& row, std::size_t position) const {
+  if (position >= row.source.size() || position >= row.target.size()) return false;
+  const std::string source = Text(row.source[position]);
+  const std::string target = Text(row.target[position]);
+  return common::Trim(source) != common::Trim(target);
+}
+
 }  // namespace corvix::run

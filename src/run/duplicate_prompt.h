@@ -42,6 +42,9 @@ class PromptContents {
   const std::string& question() const { return question_; }
   /// Text of a cell; empty when its record was not found.
   std::string Text(const PromptCell& cell) const;
+  /// Whether the target cell at `position` of the row differs from the source cell beside it, blanks at the
+  /// ends aside. One without a source cell beside it does not.
+  bool Differs(const PromptRow& row, std::size_t position) const;
 
  private:
   std::string question_;

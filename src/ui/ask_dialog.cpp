@@ -1,0 +1,89 @@
+#include "ui/ask_dialog.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include "ui/form.h"
+#include "ui/prompt_form.h"
+
+namespace corvix::ui {
+namespace {
+
+/// A colour for differences that stands out from, and is readable on, light and dark windows alike.
+QColor DifferenceColour(const QPalette& palette) {
+  const bool dark = palette.color(QPalette::Base).lightness() < 128;
+  return dark ? QColor(0xFF, 0xB4, 0x6B) : QColor(0x9A, 0x2F, 0x00);
+}
+
+void ShowText(QWidget& cell, const QString& text) {
+  if (auto* label = qobject_cast<QLabel*>(&cell)) {
+    label->setText(text);
+  } else if (auto* box = qobject_cast<QLineEdit*>(&cell)) {
+    box->setText(text);
+    box->setCursorPosition(0);  // the beginning is in sight
+  }
+  cell.setToolTip(text);  // whole, where the cell is too narrow for it
+}
+
+}  // namespace
+
+AskDialog::AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs, QWidget* parent)
+    : ModalForm(kPromptForm, PromptControls(), parent), answer_(run::kAskNo) {
+  move(0, 0);
+  Show(contents);
+  const auto on_click = [this](std::string_view name, auto handler) {
+    connect(&Control<QPushButton>(*this, name), &QPushButton::clicked, this, handler);
+  };
+  on_click("cmdYes", [this] { Answer(run::kAskYes); });
+  on_click("cmdNo", [this] { Answer(run::kAskNo); });
+  on_click("cmdStop", [this] { Answer(run::kAskStop); });
+  on_click("cmdDontask", [this, &dialogs] { cmdDontask_Click(dialogs); });
+  Control<QPushButton>(*this, "cmdYes").setFocus();
+}
+
+void AskDialog::Show(const run::PromptContents& contents) {
+  Control<QLabel>(*this, "lblAsk").setText(ToQt(contents.question()));
+  for (const run::PromptRow& row : run::PromptRows()) {
+    for (const run::PromptCell& cell : row.source) {
+      auto& label = Control<QLabel>(*this, cell.control);
+      ShowText(label, ToQt(contents.Text(cell)));
+      label.setAccessibleDescription(ToQt("Source " + std::string(row.caption)));
+    }
+    for (const run::PromptCell& cell : row.target) {
+      ShowText(Control<QLineEdit>(*this, cell.control), ToQt(contents.Text(cell)));
+    }
+    for (std::size_t i = 0; i < row.target.size(); ++i) {
+      if (!contents.Differs(row, i)) continue;
+      MarkDifference(row.source[i]);
+      MarkDifference(row.target[i]);
+    }
+  }
+}
+
+void AskDialog::MarkDifference(const run::PromptCell& cell) {
+  auto& widget = Control<QWidget>(*this, cell.control);
+  auto& sign = Control<QLabel>(*this, SignName(cell));
+  sign.setText(QStringLiteral("≠"));
+  for (QWidget* marked : {&widget, static_cast<QWidget*>(&sign)}) {
+    QFont font = marked->font();
+    font.setBold(true);
+    marked->setFont(font);
+    QPalette palette = marked->palette();
+    palette.setColor(QPalette::WindowText, DifferenceColour(palette));
+    palette.setColor(QPalette::Text, DifferenceColour(palette));
+    marked->setPalette(palette);
+  }
+  widget.setAccessibleDescription((widget.accessibleDescription() + " differs").trimmed());
+}
+
+void AskDialog::Answer(std::int16_t answer) {
+  answer_ = answer;
+  accept();
+}
+
+void AskDialog::cmdDontask_Click(WindowDialogs& dialogs) {
+  if (dialogs.AskYesNo("Continue without stopping?")) Answer(run::kAskOverwriteAll);
+}
+
+}  // namespace corvix::ui

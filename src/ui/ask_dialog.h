@@ -1,0 +1,27 @@
+// frmAsk, the duplicate prompt: source and target record side by side, and the question what to do. Values
+// that differ are set in bold, in colour, and with a sign before them.
+#pragma once
+
+#include "run/duplicate_prompt.h"
+#include "ui/modal_form.h"
+#include "ui/window_dialogs.h"
+
+namespace corvix::ui {
+
+class AskDialog : public ModalForm {
+ public:
+  AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs, QWidget* parent);
+
+  /// The answer so far; the close box counts as No.
+  std::int16_t answer() const { return answer_; }
+
+ private:
+  void Show(const run::PromptContents& contents);
+  void MarkDifference(const run::PromptCell& cell);
+  void Answer(std::int16_t answer);
+  void cmdDontask_Click(WindowDialogs& dialogs);
+
+  std::int16_t answer_;
+};
+
+}  // namespace corvix::ui

@@ -1,0 +1,42 @@
+#include "ui/escape_dialog.h"
+
+#include <QPushButton>
+#include <array>
+
+#include "ui/form.h"
+
+namespace corvix::ui {
+namespace {
+
+constexpr FormSpec kForm{"frmEscape", "Conversion Temporarily Halted", 5460, 930};
+constexpr std::array kControls{
+    ControlSpec{.name = "cmdStop",
+                .kind = ControlKind::Button,
+                .caption = "&Stop The Conversion",
+                .place = {360, 240, 2175, 375},
+                .tab_index = 0},
+    ControlSpec{.name = "Command1",
+                .kind = ControlKind::Button,
+                .caption = "&Continue",
+                .place = {3000, 240, 2175, 375},
+                .tab_index = 1},
+};
+
+}  // namespace
+
+EscapeDialog::EscapeDialog(run::RunValues& values, QWidget* parent) : ModalForm(kForm, kControls, parent) {
+  // White with black text in every theme, so the buttons take the matching light colours.
+  setPalette(QPalette(QColor(0xEF, 0xEF, 0xEF), Qt::white));
+  auto& stop = Control<QPushButton>(*this, "cmdStop");
+  connect(&stop, &QPushButton::clicked, this, [this, &values] {
+    values.EscapeState = run::kEscapeStop;
+    accept();
+  });
+  connect(&Control<QPushButton>(*this, "Command1"), &QPushButton::clicked, this, [this, &values] {
+    values.EscapeState = run::kEscapeContinue;
+    accept();
+  });
+  stop.setFocus();
+}
+
+}  // namespace corvix::ui

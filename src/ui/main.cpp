@@ -1,0 +1,60 @@
+// corvix: the window program.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QIcon>
+
+#include "storage/base/posix_file.h"
+#include "storage/engine/file_engine.h"
+#include "ui/file_dialog.h"
+#include "ui/main_window.h"
+#include "ui/message_boxes.h"
+#include "ui/version.h"
+
+namespace {
+
+using corvix::ui::MainWindow;
+
+/// Directories given on the command line; they go into the boxes for this start and are not saved.
+MainWindow::Directories ReadArguments(QApplication& application) {
+  QCommandLineParser parser;
+  parser.setApplicationDescription("Carries comparables from FoxPro tables into an Access database.");
+  parser.addHelpOption();
+  parser.addVersionOption();
+  const QCommandLineOption source(
+      "source", "Directory of CENTRAL.DBF, COMPS.DBF and PHOTO.DBF, for this start.", "DIR");
+  const QCommandLineOption target("target", "Directory of FOLVANE.MDB, for this start.", "DIR");
+  parser.addOptions({source, target});
+  parser.process(application);
+  const auto directory = [&parser](const QCommandLineOption& option) -> std::optional<std::filesystem::path> {
+    if (!parser.isSet(option)) return std::nullopt;
+    return std::filesystem::absolute(parser.value(option).toStdString());
+  };
+  return {directory(source), directory(target)};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QApplication application(argc, argv);
+  QApplication::setApplicationName("corvix");
+  QApplication::setApplicationDisplayName({});  // captions stay as they are
+  QApplication::setApplicationVersion(QString::fromStdString(corvix::ui::VersionText().substr(8)));
+  QGuiApplication::setDesktopFileName("corvix");
+  QApplication::setWindowIcon(QIcon(":/corvix.svg"));
+  QApplication::setQuitOnLastWindowClosed(false);  // the main window says when
+  const MainWindow::Directories directories = ReadArguments(application);
+
+  corvix::storage::PosixFileSystem files;
+  corvix::storage::FileEngine engine(files);
+  const corvix::settings::SettingsPlace settings{files, corvix::settings::DefaultWindowsDirectory()};
+  corvix::ui::MessageBoxes dialogs;
+  corvix::ui::FileDialog file_dialog;
+  int exit_code = 0;
+  MainWindow window({engine, settings, dialogs, file_dialog, [&exit_code](int code) {
+                       exit_code = code;
+                       QCoreApplication::exit(code);
+                     }});
+  if (!window.Load(directories)) return exit_code;
+  window.show();
+  return QApplication::exec();
+}

@@ -1,0 +1,28 @@
+// The controls of the main window, as data.
+#pragma once
+
+#include <array>
+#include <span>
+#include <string_view>
+
+#include "ui/control_spec.h"
+
+namespace corvix::ui {
+
+inline constexpr FormSpec kMainForm{"frmConvert", "Photo & Comp Conversion ", 9210, 4410};
+
+std::span<const ControlSpec> MainControls();
+
+inline constexpr std::array<std::string_view, 3> kDuplicateOptions{"optdup(0)", "optdup(1)", "optdup(2)"};
+
+/// A menu with its one item, the element 1 of an array of items.
+struct MenuSpec {
+  std::string_view menu;
+  std::string_view menu_caption;
+  std::string_view item;
+  std::string_view item_caption;
+};
+inline constexpr MenuSpec kFileMenu{"FileMenu", "&File", "FileMenuItem(1)", "E&xit"};
+inline constexpr MenuSpec kHelpMenu{"HelpMenu", "&Help", "HelpMenuItem(1)", "&About"};
+
+}  // namespace corvix::ui

@@ -1,0 +1,233 @@
+#include "ui/main_window.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QLayout>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <utility>
+
+#include "common/error.h"
+#include "common/report_error.h"
+#include "run/conversion.h"
+#include "run/report.h"
+#include "ui/about_box.h"
+#include "ui/escape_filter.h"
+#include "ui/form.h"
+#include "ui/main_form.h"
+#include "ui/selection.h"
+
+namespace corvix::ui {
+namespace {
+
+void MakeMenu(QMenuBar& bar, const MenuSpec& spec) {
+  auto* menu = bar.addMenu(ToQt(spec.menu_caption));
+  menu->setObjectName(ToQt(spec.menu));
+  menu->addAction(ToQt(spec.item_caption))->setObjectName(ToQt(spec.item));
+}
+
+QAction& Item(const QMainWindow& window, const MenuSpec& spec) {
+  return *window.findChild<QAction*>(ToQt(spec.item));
+}
+
+/// White with black text in every theme.
+void ColourStatusLine(QLabel& lblmsg) {
+  QPalette palette = lblmsg.palette();
+  palette.setColor(QPalette::Window, Qt::white);
+  palette.setColor(QPalette::WindowText, Qt::black);
+  lblmsg.setPalette(palette);
+  lblmsg.setAutoFillBackground(true);
+}
+
+}  // namespace
+
+/// While it lives, a conversion runs: what must not be touched meanwhile is disabled, and the focus rests on
+/// the window, so that no key press reaches a button by accident.
+class MainWindow::RunningState {
+ public:
+  explicit RunningState(MainWindow& window) : window_(window), focus_(window.focusWidget()) {
+    window_.running_ = true;
+    window_.centralWidget()->setFocus();
+    Enable(false);
+  }
+  ~RunningState() {
+    window_.host_->ShowProgress();
+    Enable(true);
+    window_.running_ = false;
+    if (window_.host_->wants_target_file_name()) {
+      Control<QLineEdit>(window_, "txtcompsfilename").setFocus();
+    } else if (focus_) {
+      focus_->setFocus();
+    }
+  }
+  RunningState(const RunningState&) = delete;
+  RunningState& operator=(const RunningState&) = delete;
+
+ private:
+  void Enable(bool enabled) {
+    for (const ControlSpec& spec : MainControls()) {
+      if (spec.disabled_in_a_run) Control<QWidget>(window_, spec.name).setEnabled(enabled);
+    }
+    Item(window_, kFileMenu).setEnabled(enabled);
+  }
+
+  MainWindow& window_;
+  QWidget* focus_;
+};
+
+MainWindow::MainWindow(Services services) : services_(std::move(services)) {
+  session_.access.engine = &services_.engine;
+  setObjectName(ToQt(kMainForm.name));
+  setWindowTitle(ToQt(kMainForm.caption));
+  auto* client = new QWidget(this);
+  client->setFixedSize(ToPixels(kMainForm.width), ToPixels(kMainForm.height));
+  setCentralWidget(client);
+  layout()->setSizeConstraint(QLayout::SetFixedSize);
+  MakeControls(*client, MainControls());
+  ColourStatusLine(Control<QLabel>(*this, "lblmsg"));
+  MakeMenu(*menuBar(), kFileMenu);
+  MakeMenu(*menuBar(), kHelpMenu);
+  host_.emplace(*this, session_, services_.dialogs);
+  Connect();
+  Control<QLineEdit>(*this, "txtCompPath").setFocus();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::Connect() {
+  const auto on_click = [this](std::string_view name, auto handler) {
+    connect(&Control<QPushButton>(*this, name), &QPushButton::clicked, this, handler);
+  };
+  on_click("cmdnewconvert", &MainWindow::cmdnewconvert_Click);
+  on_click("cmdSource", &MainWindow::cmdSource_Click);
+  on_click("cmdTarget", &MainWindow::cmdTarget_Click);
+  on_click("cmdQuit", &QWidget::close);
+  connect(&Item(*this, kFileMenu), &QAction::triggered, this, &QWidget::close);
+  connect(&Item(*this, kHelpMenu), &QAction::triggered, this, &MainWindow::HelpMenuItem_Click);
+  for (std::size_t i = 0; i < kDuplicateOptions.size(); ++i) {
+    connect(&Control<QRadioButton>(*this, kDuplicateOptions[i]), &QRadioButton::toggled, this,
+            [this, mode = static_cast<std::int16_t>(i)](bool on) {
+              if (on) session_.values.DupMode = mode;
+            });
+  }
+  connect(&Control<QCheckBox>(*this, "ckbconvertphotos"), &QCheckBox::stateChanged, this,
+          [this](int state) { session_.values.ConvertPhotosFlag = state != Qt::Unchecked ? 1 : 0; });
+  new EscapeFilter(*this, [this] { Escape(); });
+}
+
+void MainWindow::cmdnewconvert_Click() {
+  if (running_) return;
+  session_.values.CurrentKey.clear();  // so that an error before the first record names none
+  Act([this] {
+    const RunningState state(*this);
+    host_->Begin();
+    run::cmdnewconvert_Click(session_, *host_);
+  });
+  if (host_->close_requested()) close();
+}
+
+std::optional<std::filesystem::path> MainWindow::Choose(const char* title, const char* filter,
+                                                        std::string_view box) {
+  const std::string text = FromQt(Control<QLineEdit>(*this, box).text());
+  return services_.files.Open({title, filter, ExistingDirectory(text)});
+}
+
+void MainWindow::SetBox(std::string_view name, std::string_view text) {
+  Control<QLineEdit>(*this, name).setText(ToQt(text));
+}
+
+void MainWindow::cmdSource_Click() {
+  try {
+    const auto file = Choose("Select 'Comps.dbf','Photo.dbf', or 'Central.Dbf'-then select 'Open'",
+                             "Data Files (*.dbf)|*.dbf", "txtCompPath");
+    if (file) SetBox("txtCompPath", SplitChosenFile(*file).directory);
+  } catch (const std::exception&) {
+    return;  // a selection that fails ends quietly
+  }
+}
+
+void MainWindow::cmdTarget_Click() {
+  try {
+    const auto file =
+        Choose("Select 'Folvane.mdb' and then select 'Open'", "Data Files (*.mdb)|*.mdb", "txtCompsPath");
+    if (!file) return;
+    const Selection selection = SplitChosenFile(*file);
+    SetBox("txtCompsPath", selection.directory);
+    SetBox("txtcompsfilename", selection.file_name);
+  } catch (const std::exception&) {
+    return;  // likewise
+  }
+}
+
+void MainWindow::HelpMenuItem_Click() {
+  Act([this] {
+    host_->MakeSafe();
+    AboutBox(services_.settings, this).exec();
+  });
+}
+
+void MainWindow::Escape() {
+  if (running_) {
+    host_->RequestHalt();
+  } else {
+    Act([this] { host_->Halt(); });
+  }
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  if (ended_ != Ended::No) return;
+  event->ignore();
+  if (running_) {
+    host_->RequestClose();
+    return;
+  }
+  if (!services_.dialogs.AskQuit(FromQt(windowTitle()), "Quit?  Are you Sure?")) return;
+  Form_Unload();
+  event->accept();
+}
+
+void MainWindow::Form_Unload() {
+  Act([this] {
+    if (const auto database = std::exchange(session_.access.TargetDb, nullptr)) database->Close();
+  });
+  Act([this] { WriteTags(); });
+  End(Ended::Saved);
+}
+
+bool MainWindow::Act(const std::function<void()>& action) {
+  const common::DialogsScope dialogs(*host_);
+  try {
+    action();
+    return true;
+  } catch (const common::Error& error) {
+    ShowFailure(error);
+  } catch (const common::ProgramEnd&) {
+    End(Ended::AtOnce);
+  } catch (const std::exception& error) {
+    services_.dialogs.Failure(std::string("An error that has no number: ") + error.what() + ".");
+  }
+  return false;
+}
+
+void MainWindow::ShowFailure(const common::Error& error) {
+  const run::Summary::Failure failure{error.number(), error.what(),
+                                      std::string(common::CurrentProc.Trimmed()), session_.values.CurrentKey};
+  try {
+    host_->MakeSafe();
+  } catch (const common::Error&) {
+    // What cannot be written now has not been promised to be safe either; the first error is the news.
+  }
+  services_.dialogs.Failure(run::FailureText(failure));
+}
+
+void MainWindow::End(Ended how) {
+  if (std::exchange(ended_, how) != Ended::No) return;
+  hide();
+  services_.end_program(how == Ended::Saved ? 0 : 1);
+}
+
+}  // namespace corvix::ui

@@ -1,0 +1,65 @@
+#include "ui/message_boxes.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QMessageBox>
+
+#include "ui/qt_text.h"
+#include "ui/version.h"
+
+namespace corvix::ui {
+namespace {
+
+/// A box that ends with one of its buttons only: where there is no Cancel, neither Esc nor the close box may
+/// answer for the user.
+class Question : public QMessageBox {
+ public:
+  using QMessageBox::QMessageBox;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    if (event->key() == Qt::Key_Escape) return;
+    QMessageBox::keyPressEvent(event);
+  }
+  void closeEvent(QCloseEvent* event) override { event->ignore(); }
+};
+
+template <class Box>
+QMessageBox::StandardButton Show(QMessageBox::Icon icon, std::string_view title, std::string_view text,
+                                 QMessageBox::StandardButtons buttons, QMessageBox::StandardButton first) {
+  Box box(icon, ToQt(title), ToQt(text).replace("\r\n", "\n"), buttons, QApplication::activeWindow());
+  box.setTextFormat(Qt::PlainText);
+  box.setDefaultButton(first);
+  return static_cast<QMessageBox::StandardButton>(box.exec());
+}
+
+}  // namespace
+
+void MessageBoxes::Notice(std::string_view text) {
+  Show<QMessageBox>(QMessageBox::NoIcon, kProgramTitle, text, QMessageBox::Ok, QMessageBox::Ok);
+}
+
+bool MessageBoxes::AskYesNo(std::string_view text) {
+  return Show<Question>(QMessageBox::NoIcon, kProgramTitle, text, QMessageBox::Yes | QMessageBox::No,
+                        QMessageBox::Yes) == QMessageBox::Yes;
+}
+
+common::DeviceAnswer MessageBoxes::AskDevice(std::string_view text) {
+  const auto answer =
+      Show<Question>(QMessageBox::NoIcon, "Error", text,
+                     QMessageBox::Abort | QMessageBox::Retry | QMessageBox::Ignore, QMessageBox::Abort);
+  if (answer == QMessageBox::Retry) return common::DeviceAnswer::Retry;
+  return answer == QMessageBox::Ignore ? common::DeviceAnswer::Ignore : common::DeviceAnswer::Abort;
+}
+
+bool MessageBoxes::AskQuit(std::string_view title, std::string_view text) {
+  return Show<Question>(QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No,
+                        QMessageBox::Yes) == QMessageBox::Yes;
+}
+
+void MessageBoxes::Failure(std::string_view text) {
+  Show<QMessageBox>(QMessageBox::Critical, kProgramTitle, text, QMessageBox::Ok, QMessageBox::Ok);
+}
+
+}  // namespace corvix::ui

@@ -1,0 +1,24 @@
+#include "ui/modal_form.h"
+
+#include <QKeyEvent>
+
+#include "ui/form.h"
+
+namespace corvix::ui {
+
+ModalForm::ModalForm(const FormSpec& form, std::span<const ControlSpec> controls, QWidget* parent)
+    : QDialog(parent,
+              Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint) {
+  setObjectName(ToQt(form.name));
+  setWindowTitle(ToQt(form.caption));
+  setFixedSize(ToPixels(form.width), ToPixels(form.height));
+  MakeControls(*this, controls);
+}
+
+void ModalForm::keyPressEvent(QKeyEvent* event) {
+  const int key = event->key();
+  if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter) return;
+  QDialog::keyPressEvent(event);
+}
+
+}  // namespace corvix::ui

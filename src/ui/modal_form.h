@@ -1,0 +1,20 @@
+// A modal dialog made from a control table: fixed size, and closed only by its buttons or its close box. Esc
+// and Enter do nothing unless a control takes them, so that a key held down answers no question.
+#pragma once
+
+#include <QDialog>
+#include <span>
+
+#include "ui/control_spec.h"
+
+namespace corvix::ui {
+
+class ModalForm : public QDialog {
+ public:
+  ModalForm(const FormSpec& form, std::span<const ControlSpec> controls, QWidget* parent);
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+};
+
+}  // namespace corvix::ui
