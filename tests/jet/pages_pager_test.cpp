@@ -112,8 +112,9 @@ TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
   again.SetDatabaseKey(GetParam());
   for (PageNumber page = 0; page < model.size(); ++page) {
     EXPECT_TRUE(std::ranges::equal(again.Read(page).bytes(), model[page]));
-    const bool plain = file->pages[page] == model[page];
-    EXPECT_EQ(plain, GetParam() == 0 || page == 0);
+    if (model[page] != PageBytes{}) {
+      EXPECT_EQ(file->pages[page] == model[page], GetParam() == 0 || page == 0);
+    }
   }
 }
 

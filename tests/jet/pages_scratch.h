@@ -49,7 +49,12 @@ class SparseFile : public storage::File {
     for (std::size_t at = 0; at < bytes.size(); at += kPageSize) {
       const std::uint64_t page = (offset + at) / kPageSize;
       state_->before_write(static_cast<PageNumber>(page));
-      std::ranges::copy(bytes.subspan(at, kPageSize), state_->pages[page].begin());
+      const auto part = bytes.subspan(at, kPageSize);
+      if (std::ranges::all_of(part, [](std::byte byte) { return byte == std::byte{0}; })) {
+        state_->pages.erase(page);
+      } else {
+        std::ranges::copy(part, state_->pages[page].begin());
+      }
     }
     state_->size = std::max(state_->size, offset + bytes.size());
   }

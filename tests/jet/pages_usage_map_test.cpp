@@ -1,0 +1,139 @@
+// Usage maps against sets, read back from their bytes by a decoder of the test's own; and free pages.
+#include <gtest/gtest.h>
+#include <random>
+#include <set>
+
+#include "jet/pages_scratch.h"
+#include "storage/jet/usage_map.h"
+
+namespace corvix::jet {
+namespace {
+
+TEST(UsageMap, EqualsASetThroughAllItsForms) {
+  constexpr unsigned kSeed = 31;
+  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+  std::mt19937 random(kSeed);
+  ScratchFile small;
+  std::vector<RowRef> neighbours{small.NewMap()};
+  const RowRef cell = small.NewMap();
+  neighbours.push_back(small.NewMap());
+  small.pager.Checkpoint();
+  small.state->size = 100'000 * kPageSize;
+  Pager pager(std::make_unique<SparseFile>(small.state), "BIG.MDB", {64 * kPageSize, false});
+  PageAllocator allocator(pager);
+  UsageMap map(pager, cell, &allocator);
+  for (const RowRef neighbour : neighbours) UsageMap(pager, neighbour, &allocator).Add(77);
+
+  struct Range {
+    PageNumber first, last;
+    std::size_t cell_length;  // afterwards
+    int kind;
+  };
+  // The window moves, widens, moves down again, and gives way to bitmap pages.
+  const Range ranges[] = {{600, 1100, 69, 0}, {600, 1500, 121, 0},     {570, 600, 125, 0},
+                          {500, 1500, 69, 1}, {32'700, 32'800, 69, 1}, {0, 99'999, 69, 1}};
+  std::set<PageNumber> model;
+  for (const Range& range : ranges) {
+    SCOPED_TRACE(testing::Message() << "pages " << range.first << " to " << range.last);
+    std::uniform_int_distribution<PageNumber> page(range.first, range.last);
+    for (int step = 0; step < 300; ++step) {
+      const PageNumber at = step == 0 ? range.first : step == 1 ? range.last : page(random);
+      if (step < 2 || random() % 3 != 0) {
+        map.Add(at);
+        model.insert(at);
+      } else {
+        map.Remove(at);
+        model.erase(at);
+      }
+      const PageNumber probe = page(random);
+      EXPECT_EQ(map.Contains(probe), model.contains(probe));
+      const auto next = model.lower_bound(probe);
+      EXPECT_EQ(map.NextFrom(probe), next == model.end() ? std::nullopt : std::optional(*next));
+      const auto above = model.upper_bound(probe);
+      EXPECT_EQ(map.PreviousFrom(probe),
+                above == model.begin() ? std::nullopt : std::optional(*std::prev(above)));
+    }
+    EXPECT_EQ(PagesOfMap(pager, cell), model);
+    EXPECT_EQ(map.First(), *model.begin());
+    EXPECT_EQ(map.Last(), *model.rbegin());
+    const PageView view = pager.Read(cell.page);
+    EXPECT_EQ(DataPage(view).CellAt(cell.row).length, range.cell_length);
+    EXPECT_EQ(std::to_integer<int>(DataPage(view).CellBytes(cell.row)[0]), range.kind);
+    for (const RowRef neighbour : neighbours)
+      EXPECT_EQ(PagesOfMap(pager, neighbour), (std::set<PageNumber>{77}));
+  }
+}
+
+TEST(UsageMap, DamageIsReported) {
+  ScratchFile file;
+  const RowRef cell = file.NewMap();
+  UsageMap map(file.pager, cell, &file.allocator);
+  const auto with = [&](std::initializer_list<std::pair<std::size_t, std::uint32_t>> words) {
+    PageEdit page = file.pager.Edit(cell.page);
+    const storage::ByteSpan bytes = DataPageEdit(page).MutableCell(cell.row);
+    for (const auto& [offset, word] : words) storage::WriteLittle<std::uint32_t>(bytes, offset, word);
+    return ErrorOf([&] {
+      map.NextFrom(0);
+      map.PreviousFrom(1000);
+      map.Contains(5);
+    });
+  };
+  EXPECT_EQ(with({{0, 0xFFFFFF00}, {4, 0xFF}, {8, 0xFFFFFFFF}}),
+            0);  // far behind the end: no page of the file
+  EXPECT_EQ(with({{0, 2}}), common::kDamagedDatabase);
+  EXPECT_EQ(with({{0, 0x00000201}}), common::kDamagedDatabase);  // page 2 is no bitmap page
+  EXPECT_EQ(with({{0, 0x00FFFF01}}), common::kDamagedDatabase);  // outside the file
+  EXPECT_EQ(ErrorOf([&] { UsageMap(file.pager, {1, 9}).First(); }), common::kDamagedDatabase);
+}
+
+TEST(PageAllocator, GivesTheLowestFreePageAndKeepsTheGlobalMapTrue) {
+  constexpr unsigned kSeed = 77;
+  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+  std::mt19937 random(kSeed);
+  ScratchFile file;
+  std::set<PageNumber> used, free;
+  const auto step = [&](bool allocate) {
+    if (allocate || used.empty()) {
+      const PageNumber expected = free.empty() ? file.pager.page_count() : *free.begin();
+      const PageEdit page = file.allocator.Allocate();
+      // Where the map itself takes a page, the next one is given.
+      ASSERT_TRUE(page.number() == expected || page.number() == expected + 1);
+      ASSERT_EQ(page.bytes()[100], std::byte{0});
+      page.bytes()[100] = std::byte{0xEE};
+      free.erase(page.number());
+      ASSERT_TRUE(used.insert(page.number()).second);
+    } else {
+      const auto page = std::next(used.begin(), static_cast<std::ptrdiff_t>(random() % used.size()));
+      file.allocator.Release(*page);
+      free.insert(*page);
+      used.erase(page);
+    }
+  };
+  const auto expect_true = [&] {
+    const std::set<PageNumber> marked = PagesOfMap(file.pager, {kGlobalMapPage, 0});
+    const auto end = marked.lower_bound(file.pager.page_count());
+    EXPECT_EQ((std::set<PageNumber>(marked.begin(), end)), free);
+    // Pages behind the end are free as far as the map reaches.
+    EXPECT_EQ(*marked.rbegin() - file.pager.page_count() + 1, std::distance(end, marked.end()));
+  };
+  for (int i = 0; i < 2000; ++i) {
+    const auto used_before = used, free_before = free;
+    std::optional<Savepoint> savepoint;
+    if (random() % 4 == 0) savepoint.emplace(file.pager);
+    for (int n = 0; n < 3; ++n) step(random() % 2 == 0);
+    if (savepoint && random() % 2 == 0) {
+      used = used_before, free = free_before;
+    } else if (savepoint) {
+      savepoint->Release();
+    }
+  }
+  expect_true();
+  for (const std::size_t pages : {600u, 900u, 1100u, 34'000u}) {
+    while (file.pager.page_count() < pages) step(true);
+    expect_true();
+  }
+  file.pager.Checkpoint();
+}
+
+}  // namespace
+}  // namespace corvix::jet
