@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 
 #include "common/text.h"
@@ -12,44 +11,26 @@
 #include "storage/jet/damage.h"
 #include "storage/jet/long_value.h"
 #include "storage/jet/pager.h"
-#include "storage/jet/table_definition.h"
 #include "storage/jet/table_rows.h"
 #include "storage/jet/usage_map.h"
 
 namespace corvix::jet {
 namespace {
 
-// A system table open for reading, its columns found by name.
-class SystemTable {
- public:
-  SystemTable(Pager& pager, PageNumber page)
-      : file_(pager.path()),
-        definition_(ReadTableDefinition(pager, page)),
-        allocator_(pager),
-        rows_(pager, allocator_, definition_) {}
+const Column& ColumnNamed(const TableDefinition& table, std::string_view name, const Place& place) {
+  const Column* column = table.FindColumn(name);
+  if (!column) ThrowDamaged(place, fmt::format("The system table lacks its column {}", name));
+  return *column;
+}
 
-  const Column& ColumnNamed(std::string_view name) const {
-    const Column* column = definition_.FindColumn(name);
-    if (!column) {
-      ThrowDamaged({&file_, definition_.page, std::nullopt},
-                   fmt::format("the system table lacks its column {}", name));
-    }
-    return *column;
+template <typename Visit>
+void ForEachRow(Pager& pager, TableDefinition& table, Visit visit) {
+  PageAllocator allocator(pager);
+  const TableRows rows(pager, allocator, table);
+  for (std::optional<RowRef> slot = rows.First(); slot; slot = rows.Next(*slot)) {
+    if (const std::optional<StoredRow> stored = rows.Find(*slot)) visit(*slot, stored->row);
   }
-
-  template <typename Visit>
-  void ForEachRow(Visit visit) const {
-    for (std::optional<RowRef> slot = rows_.First(); slot; slot = rows_.Next(*slot)) {
-      if (const std::optional<StoredRow> stored = rows_.Find(*slot)) visit(*slot, stored->row);
-    }
-  }
-
- private:
-  const std::filesystem::path& file_;
-  TableDefinition definition_;
-  PageAllocator allocator_;
-  TableRows rows_;
-};
+}
 
 template <typename T>
 T ValueOr0(const RowView& row, const Column& column) {
@@ -66,29 +47,65 @@ std::string TextOf(const RowView& row, const Column& column) {
 
 }  // namespace
 
+ObjectReader::ObjectReader(const TableDefinition& objects, const Place& place)
+    : id_(ColumnNamed(objects, "Id", place)),
+      parent_(ColumnNamed(objects, "ParentId", place)),
+      name_(ColumnNamed(objects, "Name", place)),
+      type_(ColumnNamed(objects, "Type", place)),
+      flags_(ColumnNamed(objects, "Flags", place)),
+      created_(ColumnNamed(objects, "DateCreate", place)),
+      updated_(ColumnNamed(objects, "DateUpdate", place)),
+      properties_(ColumnNamed(objects, "LvProp", place)) {}
+
+CatalogObject ObjectReader::Read(RowRef slot, const RowView& row) const {
+  CatalogObject object;
+  object.id = ValueOr0<std::int32_t>(row, id_);
+  object.parent = ValueOr0<std::int32_t>(row, parent_);
+  object.name = TextOf(row, name_);
+  object.type = ValueOr0<std::int16_t>(row, type_);
+  object.flags = static_cast<std::uint32_t>(ValueOr0<std::int32_t>(row, flags_));
+  object.created = ValueOr0<core::Date>(row, created_).serial;
+  object.updated = ValueOr0<core::Date>(row, updated_).serial;
+  object.row = slot;
+  const storage::ByteView stored = row.Bytes(properties_);
+  object.stored_properties.assign(stored.begin(), stored.end());
+  return object;
+}
+
+RelationshipReader::RelationshipReader(const TableDefinition& relationships, const Place& place)
+    : name_(ColumnNamed(relationships, "szRelationship", place)),
+      flags_(ColumnNamed(relationships, "grbit", place)),
+      position_(ColumnNamed(relationships, "icolumn", place)),
+      table_(ColumnNamed(relationships, "szObject", place)),
+      column_(ColumnNamed(relationships, "szColumn", place)),
+      referenced_table_(ColumnNamed(relationships, "szReferencedObject", place)),
+      referenced_column_(ColumnNamed(relationships, "szReferencedColumn", place)) {}
+
+void RelationshipReader::Add(const RowView& row) {
+  const auto [entry, is_new] = by_name_.try_emplace(TextOf(row, name_), found_.size());
+  if (is_new) {
+    found_.push_back({entry->first,
+                      TextOf(row, table_),
+                      TextOf(row, referenced_table_),
+                      static_cast<std::uint32_t>(ValueOr0<std::int32_t>(row, flags_)),
+                      {}});
+  }
+  pairs_.push_back({entry->second,
+                    ValueOr0<std::int32_t>(row, position_),
+                    {TextOf(row, column_), TextOf(row, referenced_column_)}});
+}
+
+std::vector<Relationship> RelationshipReader::Take() {
+  std::ranges::stable_sort(pairs_, {}, &Pair::position);
+  for (Pair& pair : pairs_) found_[pair.relationship].columns.push_back(std::move(pair.columns));
+  return std::move(found_);
+}
+
 Catalog::Catalog(Pager& pager) : pager_(pager) {
-  const SystemTable table(pager, kObjectsTable);
-  const Column& id = table.ColumnNamed("Id");
-  const Column& parent = table.ColumnNamed("ParentId");
-  const Column& name = table.ColumnNamed("Name");
-  const Column& type = table.ColumnNamed("Type");
-  const Column& flags = table.ColumnNamed("Flags");
-  const Column& created = table.ColumnNamed("DateCreate");
-  const Column& updated = table.ColumnNamed("DateUpdate");
-  const Column& properties = table.ColumnNamed("LvProp");
-  table.ForEachRow([&](RowRef slot, const RowView& row) {
-    CatalogObject& object = objects_.emplace_back();
-    object.id = ValueOr0<std::int32_t>(row, id);
-    object.parent = ValueOr0<std::int32_t>(row, parent);
-    object.name = TextOf(row, name);
-    object.type = ValueOr0<std::int16_t>(row, type);
-    object.flags = static_cast<std::uint32_t>(ValueOr0<std::int32_t>(row, flags));
-    object.created = ValueOr0<core::Date>(row, created).serial;
-    object.updated = ValueOr0<core::Date>(row, updated).serial;
-    object.row = slot;
-    const storage::ByteView stored = row.Bytes(properties);
-    object.stored_properties.assign(stored.begin(), stored.end());
-  });
+  TableDefinition table = ReadTableDefinition(pager, kObjectsTable);
+  const ObjectReader reader(table, {&pager.path(), kObjectsTable, std::nullopt});
+  ForEachRow(pager, table,
+             [&](RowRef slot, const RowView& row) { objects_.push_back(reader.Read(slot, row)); });
 }
 
 const CatalogObject* Catalog::FindTable(std::string_view name) const {
@@ -107,40 +124,10 @@ PropertyMap Catalog::ReadProperties(const CatalogObject& object) const {
 }
 
 std::vector<Relationship> Catalog::ReadRelationships() const {
-  const SystemTable table(pager_, kRelationshipsTable);
-  const Column& name = table.ColumnNamed("szRelationship");
-  const Column& flags = table.ColumnNamed("grbit");
-  const Column& position = table.ColumnNamed("icolumn");
-  const Column& referring = table.ColumnNamed("szObject");
-  const Column& referring_column = table.ColumnNamed("szColumn");
-  const Column& referenced = table.ColumnNamed("szReferencedObject");
-  const Column& referenced_column = table.ColumnNamed("szReferencedColumn");
-
-  // One row per pair of columns; the rows of a relationship may stand in any order.
-  struct Pair {
-    std::size_t relationship;
-    std::int32_t position;
-    Relationship::ColumnPair columns;
-  };
-  std::vector<Relationship> result;
-  std::unordered_map<std::string, std::size_t> by_name;
-  std::vector<Pair> pairs;
-  table.ForEachRow([&](RowRef, const RowView& row) {
-    const auto [entry, is_new] = by_name.try_emplace(TextOf(row, name), result.size());
-    if (is_new) {
-      result.push_back({entry->first,
-                        TextOf(row, referring),
-                        TextOf(row, referenced),
-                        static_cast<std::uint32_t>(ValueOr0<std::int32_t>(row, flags)),
-                        {}});
-    }
-    pairs.push_back({entry->second,
-                     ValueOr0<std::int32_t>(row, position),
-                     {TextOf(row, referring_column), TextOf(row, referenced_column)}});
-  });
-  std::ranges::stable_sort(pairs, {}, &Pair::position);
-  for (Pair& pair : pairs) result[pair.relationship].columns.push_back(std::move(pair.columns));
-  return result;
+  TableDefinition table = ReadTableDefinition(pager_, kRelationshipsTable);
+  RelationshipReader reader(table, {&pager_.path(), kRelationshipsTable, std::nullopt});
+  ForEachRow(pager_, table, [&](RowRef, const RowView& row) { reader.Add(row); });
+  return reader.Take();
 }
 
 std::vector<Relationship> Catalog::RelationshipsOf(std::string_view table) const {

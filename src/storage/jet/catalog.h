@@ -8,10 +8,13 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "storage/jet/jet_format.h"
 #include "storage/jet/property_map.h"
+#include "storage/jet/row_codec.h"
+#include "storage/jet/table_definition.h"
 
 namespace corvix::jet {
 
@@ -71,6 +74,38 @@ struct Relationship {
   bool IsEnforced() const { return (flags & (kNotEnforced | kInherited)) == 0; }
   bool CascadesUpdates() const { return (flags & kCascadeUpdates) != 0; }
   bool CascadesDeletes() const { return (flags & kCascadeDeletes) != 0; }
+};
+
+/// Reads rows of MSysObjects; for those who walk the table themselves.
+class ObjectReader {
+ public:
+  /// `objects` must outlive the reader. Error 3049 when it lacks a column.
+  ObjectReader(const TableDefinition& objects, const Place& place);
+  CatalogObject Read(RowRef slot, const RowView& row) const;
+
+ private:
+  const Column &id_, &parent_, &name_, &type_, &flags_, &created_, &updated_, &properties_;
+};
+
+/// Gathers the rows of MSysRelationships, one per pair of columns and in any order, into relationships.
+class RelationshipReader {
+ public:
+  /// `relationships` must outlive the reader. Error 3049 when it lacks a column.
+  RelationshipReader(const TableDefinition& relationships, const Place& place);
+  void Add(const RowView& row);
+  /// In the order of their first rows.
+  std::vector<Relationship> Take();
+
+ private:
+  struct Pair {
+    std::size_t relationship;
+    std::int32_t position;
+    Relationship::ColumnPair columns;
+  };
+  const Column &name_, &flags_, &position_, &table_, &column_, &referenced_table_, &referenced_column_;
+  std::vector<Relationship> found_;
+  std::unordered_map<std::string, std::size_t> by_name_;
+  std::vector<Pair> pairs_;
 };
 
 class Catalog {

@@ -40,6 +40,12 @@ bool HasPassword(ByteView page, double created) {
   return false;
 }
 
+void WriteSystemPages(ByteSpan page) {
+  WriteLittle(page, header::kGlobalMap, RowRef{kGlobalMapPage, 0}.Packed());
+  WriteLittle(page, header::kSecondMap, RowRef{kGlobalMapPage, 1}.Packed());
+  for (std::uint32_t i = 0; i < 4; ++i) WriteLittle(page, header::kSystemTables + 4 * i, kObjectsTable + i);
+}
+
 [[noreturn]] void NotJet4(std::string text, const std::filesystem::path& path) {
   throw common::Error(common::kUnrecognizedFormat, std::move(text), path.string());
 }
@@ -75,14 +81,20 @@ HeaderPage ReadHeaderPage(ByteView page, const std::filesystem::path& path) {
   return result;
 }
 
+bool HeaderNamesSystemPages(ByteView page) {
+  Bytes plain(page.begin(), page.end());
+  Mask(plain);
+  Bytes expected = plain;
+  WriteSystemPages(expected);
+  return plain == expected;
+}
+
 Bytes MakeHeaderPage(const HeaderPage& contents) {
   Bytes page(kPageSize);
   page[1] = std::byte{1};
   std::ranges::copy(storage::AsBytes(kSignatureText), page.begin() + header::kSignature);
   WriteByte(page, header::kVersion, kJet4);
-  WriteLittle(page, header::kGlobalMap, RowRef{kGlobalMapPage, 0}.Packed());
-  WriteLittle(page, header::kSecondMap, RowRef{kGlobalMapPage, 1}.Packed());
-  for (std::uint32_t i = 0; i < 4; ++i) WriteLittle(page, header::kSystemTables + 4 * i, kObjectsTable + i);
+  WriteSystemPages(page);
   WriteLittle(page, header::kCodePage, contents.code_page);
   const auto days = static_cast<std::uint32_t>(static_cast<std::int32_t>(contents.created));
   for (std::size_t i = 0; i < kPasswordLength; i += 4) WriteLittle(page, header::kPassword + i, days);

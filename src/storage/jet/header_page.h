@@ -25,6 +25,9 @@ struct HeaderPage {
 /// the text tells other versions apart.
 HeaderPage ReadHeaderPage(storage::ByteView page, const std::filesystem::path& path);
 
+/// True when the header names the pages at which the catalogue is looked for: every file has the same ones.
+bool HeaderNamesSystemPages(storage::ByteView page);
+
 /// The first page of a new file, without password and encoding. has_password and database_key must not be
 /// set.
 std::vector<std::byte> MakeHeaderPage(const HeaderPage& header);

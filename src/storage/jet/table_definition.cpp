@@ -172,7 +172,8 @@ void ParseDefinition(ByteView bytes, TableDefinition& table) {
   const ByteView counters = parts.Take(real_count * at::kCounterSize);
 
   const std::size_t column_count = ReadLittle<std::uint16_t>(bytes, at::kColumnCount);
-  table.columns.reserve(parts.Count(column_count, column_descriptor::kSize, "columns"));
+  if (column_count > kMaxColumns) Damaged(fmt::format("it claims {} columns", column_count));
+  table.columns.reserve(column_count);
   for (std::size_t i = 0; i < column_count; ++i) {
     table.columns.push_back(ParseColumn(parts.Take(column_descriptor::kSize), table));
   }
