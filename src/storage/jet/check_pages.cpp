@@ -169,8 +169,10 @@ std::optional<PageSet> ReadMap(Context& context, RowRef cell, const std::string&
     }
     if (kind == kInlineMap) {
       const auto first = ReadLittle<std::uint32_t>(map, 1);
-      if (first % 8 != 0)
-        findings.Problem(cell.page, "the map {} of {} starts at page {}", At(cell), what, first);
+      if (first % 8 != 0) {
+        findings.Note(cell.page, "the map {} of {} starts at page {}, no multiple of 8", At(cell), what,
+                      first);
+      }
       AddBits(map.subspan(kInlineHead), first, context.pager.page_count(), set);
     } else {
       AddReferences(context, cell, map, what, set);

@@ -89,6 +89,7 @@ void RowChecker::CheckDataPage(PageNumber number, const std::string& what) {
   pages_.push_back(number);
   const std::vector<Cell> cells = CheckCells(context_, *page, what);
   for (std::size_t row = 0; row < cells.size(); ++row) {
+    if (cells[row].state == CellState::Target) ++moved_copies_;
     if (cells[row].state != CellState::Pointer) continue;
     const RowRef slot{number, static_cast<std::uint8_t>(row)};
     if (cells[row].length < sizeof(std::uint32_t)) {
@@ -130,6 +131,10 @@ void RowChecker::CheckPointers() {
   for (auto twice = std::ranges::adjacent_find(targets); twice != targets.end();
        twice = std::adjacent_find(twice + 1, targets.end())) {
     RowProblem(*twice, "two rows are said to have moved to it");
+  }
+  if (moved_copies_ > targets.size()) {
+    context_.findings.Note(table_.page, "table {} has {} copies of moved rows that nothing points to",
+                           table_name_, moved_copies_ - targets.size());
   }
 }
 

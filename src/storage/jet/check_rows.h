@@ -67,6 +67,7 @@ class RowChecker {
   PageOwners::Owner owner_ = PageOwners::kNone;
   std::vector<PageNumber> pages_;  // data pages, ascending
   std::vector<Moved> moved_;       // by slot, ascending
+  std::size_t moved_copies_ = 0;   // cells to which rows have moved, at some time
   std::size_t rows_ = 0;
   std::size_t unsound_rows_ = 0;
   const Column* autonumber_ = nullptr;
