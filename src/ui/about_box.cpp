@@ -59,6 +59,10 @@ AboutBox::AboutBox(const settings::SettingsPlace& place, QWidget* parent)
        screen.top() + CentredEdge(screen.height() * kTwipsPerPixel, kForm.height) / kTwipsPerPixel);
   auto& icon = Control<QLabel>(*this, "Pic_ApplicationIcon");
   icon.setPixmap(QGuiApplication::windowIcon().pixmap(icon.size(), devicePixelRatio()));
+  auto& product_line = Control<QLabel>(*this, "lblProgramAlias");
+  QFont bold = product_line.font();
+  bold.setBold(true);
+  product_line.setFont(bold);
   ReadTagInfo(place);
   Control<QLabel>(*this, "LblVersion").setText(ToQt(VersionText()));
   auto& ok = Control<QPushButton>(*this, "Cmd_OK");

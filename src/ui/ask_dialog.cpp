@@ -12,7 +12,7 @@ namespace {
 
 /// A colour for differences that stands out from, and is readable on, light and dark windows alike.
 QColor DifferenceColour(const QPalette& palette) {
-  const bool dark = palette.color(QPalette::Base).lightness() < 128;
+  const bool dark = palette.color(QPalette::Window).lightness() < 128;
   return dark ? QColor(0xFF, 0xB4, 0x6B) : QColor(0x9A, 0x2F, 0x00);
 }
 

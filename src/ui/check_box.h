@@ -1,5 +1,5 @@
 // A check box with three states of which a person can reach two: a click turns grey into unchecked, and grey
-// comes from the settings only.
+// comes from the settings only. Its box is as high as the control, whatever the desktop's style makes of it.
 #pragma once
 
 #include <QCheckBox>
@@ -8,12 +8,10 @@ namespace corvix::ui {
 
 class CheckBox : public QCheckBox {
  public:
-  using QCheckBox::QCheckBox;
+  CheckBox(const QString& caption, QWidget* parent);
 
  protected:
-  void nextCheckState() override {
-    setCheckState(checkState() == Qt::Unchecked ? Qt::Checked : Qt::Unchecked);
-  }
+  void nextCheckState() override;
 };
 
 }  // namespace corvix::ui

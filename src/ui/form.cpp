@@ -73,7 +73,12 @@ QLabel* MakeLabel(const ControlSpec& spec, QWidget* parent) {
 
 QLineEdit* MakeBox(const ControlSpec& spec, QWidget* parent) {
   auto* box = new QLineEdit(ToQt(spec.caption), parent);
-  box->setReadOnly(spec.kind == ControlKind::ReadOnlyBox);
+  if (spec.kind == ControlKind::ReadOnlyBox) {
+    box->setReadOnly(true);
+    QPalette palette = box->palette();
+    palette.setColor(QPalette::Base, palette.color(QPalette::Window));
+    box->setPalette(palette);
+  }
   return box;
 }
 

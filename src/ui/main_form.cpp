@@ -130,7 +130,7 @@ const auto& Table() {
       ControlSpec{.name = "lblRecord", .kind = Label, .place = {6360, 3420, 735, 255}},
       ControlSpec{.name = "gauprogress",
                   .kind = ProgressBar,
-                  .place = {0, 3750, 9135, 255},
+                  .place = {480, 3765, 8535, 225},
                   .spoken = "Progress of the conversion"},
       ControlSpec{.name = "lblmsg", .kind = Label, .place = {0, 4080, 9135, 255}, .centred = true},
   };

@@ -35,7 +35,7 @@ constexpr int kFirstLine = 330;
 constexpr int kLineHeight = 315;
 constexpr int kCellHeight = 285;
 constexpr int kCaptionLeft = 105;
-constexpr int kCaptionWidth = 1320;
+constexpr int kCaptionWidth = 1260;
 constexpr int kSignWidth = 150;  // left of a cell
 
 /// Left edge and width of a cell.
@@ -43,9 +43,9 @@ struct Column {
   int left;
   int width;
 };
-constexpr std::array kWhole{Column{1590, 2640}};
-constexpr std::array kCityStateZip{Column{1590, 1230}, Column{2970, 375}, Column{3495, 735}};
-constexpr std::array kThirds{Column{1590, 780}, Column{2520, 780}, Column{3450, 780}};
+constexpr std::array kWhole{Column{1530, 2700}};
+constexpr std::array kCityStateZip{Column{1530, 1050}, Column{2730, 360}, Column{3240, 990}};
+constexpr std::array kThirds{Column{1530, 795}, Column{2475, 795}, Column{3420, 810}};
 constexpr std::array<std::string_view, 3> kRoomCaptions{"Rms", "BedRm", "Bath"};
 
 std::span<const Column> ColumnsOf(const run::PromptRow& row) {
@@ -113,8 +113,7 @@ class Table {
       for (std::size_t i = 0; i < kRoomCaptions.size(); ++i) {
         controls_.push_back({.caption = kRoomCaptions[i],
                              .place = {kThirds[i].left, LineTop(), kThirds[i].width, kCellHeight},
-                             .parent = frame,
-                             .centred = true});
+                             .parent = frame});
       }
     }
     ++line_;
