@@ -43,6 +43,8 @@ constexpr std::array kTexts{
     NumberedText{kFieldTooSmall, "The field is too small for the text"},
     NumberedText{kNotAssignable, "The field cannot be assigned to"},
     NumberedText{kRecordDeleted, "The record is deleted"},
+    NumberedText{kRelatedRecordsExist,
+                 "The record cannot be changed; related records of another table refer to it"},
     NumberedText{kRelatedRecordRequired, "A related record is required in another table"},
     NumberedText{kRecordLocked, "Could not update; currently locked"},
     NumberedText{kUnsupported, "The operation is not supported for this table"},

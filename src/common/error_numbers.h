@@ -42,6 +42,7 @@ inline constexpr ErrorNumber kBadBookmark = 3159;
 inline constexpr ErrorNumber kFieldTooSmall = 3163;
 inline constexpr ErrorNumber kNotAssignable = 3164;  // autonumber columns
 inline constexpr ErrorNumber kRecordDeleted = 3167;
+inline constexpr ErrorNumber kRelatedRecordsExist = 3200;
 inline constexpr ErrorNumber kRelatedRecordRequired = 3201;
 inline constexpr ErrorNumber kRecordLocked = 3218;  // ReportError shows the rebuild message, the program ends
 inline constexpr ErrorNumber kUnsupported = 3251;   // operation not possible for this object

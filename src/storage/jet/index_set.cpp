@@ -33,6 +33,10 @@ IndexSet::Index IndexSet::Describe(std::size_t number) const {
     if (index.name.empty() || logical.kind != IndexKind::Relationship) index.name = logical.name;
     if (logical.kind == IndexKind::PrimaryKey) index.unique = index.required = true;
   }
+  if (real.columns.empty()) {
+    ThrowDamaged(Place{&pager_.path(), table_.page, {}},
+                 fmt::format("Index '{}' of table '{}' has no fields", index.name, table_name_));
+  }
   for (const IndexColumn& column : real.columns) {
     const auto found = std::ranges::find(table_.columns, column.number, &Column::number);
     if (found == table_.columns.end()) {

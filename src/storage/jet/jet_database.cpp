@@ -1,0 +1,52 @@
+#include "storage/jet/jet_database.h"
+
+#include <utility>
+
+#include "common/error.h"
+#include "storage/jet/jet_record_set.h"
+#include "storage/jet/jet_session.h"
+
+namespace corvix::jet {
+namespace {
+
+class JetDatabase : public core::Database {
+ public:
+  explicit JetDatabase(std::shared_ptr<JetSession> session) : session_(std::move(session)) {}
+
+  std::unique_ptr<core::RecordSet> OpenTable(std::string_view name) override {
+    JetFile& file = OpenFile();
+    if (auto* table = file.FindTable(name)) return std::make_unique<JetRecordSet>(session_, *table);
+    throw common::Error(common::kObjectNotFound, "The database has no table '" + std::string(name) + "'",
+                        file.pager().path().string());
+  }
+
+  void Checkpoint() override { OpenFile().Checkpoint(); }
+
+  void Close() override {
+    if (!session_->file) return;
+    session_->file->Checkpoint();
+    for (JetRecordSet* records : session_->record_sets) records->Disconnect();
+    session_->record_sets.clear();
+    session_->file.reset();
+  }
+
+ private:
+  JetFile& OpenFile() const {
+    if (!session_->file) throw common::Error(common::kObjectInvalid, "The database has been closed");
+    return *session_->file;
+  }
+
+  std::shared_ptr<JetSession> session_;
+};
+
+}  // namespace
+
+std::shared_ptr<core::Database> OpenJetDatabase(storage::FileSystem& files, const std::filesystem::path& path,
+                                                core::Access access) {
+  auto session = std::make_shared<JetSession>();
+  session->file = JetFile::Open(files, path, access);
+  session->read_only = access == core::Access::ReadOnly;
+  return std::make_shared<JetDatabase>(std::move(session));
+}
+
+}  // namespace corvix::jet

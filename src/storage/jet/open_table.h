@@ -1,0 +1,85 @@
+// One table of an open file: its definition, fields, rows and indexes, and the storing of a row with all its
+// rules. All record sets over the table share one OpenTable.
+//
+// Storing a row tests, in this order and before anything is written: values where they are required (3314),
+// empty texts (3315), Null in keys (3058), keys in unique indexes (3022), relationships (3201, 3200). Then
+// row, index entries and counters are written under one savepoint.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/field.h"
+#include "core/value.h"
+#include "storage/jet/catalog.h"
+#include "storage/jet/default_value.h"
+#include "storage/jet/field_names.h"
+#include "storage/jet/index_set.h"
+#include "storage/jet/relations.h"
+#include "storage/jet/table_definition.h"
+#include "storage/jet/table_rows.h"
+
+namespace corvix::jet {
+
+class JetFile;
+
+class OpenTable {
+ public:
+  /// `file` and `object` must outlive this.
+  OpenTable(JetFile& file, const CatalogObject& object);
+  OpenTable(const OpenTable&) = delete;
+  OpenTable& operator=(const OpenTable&) = delete;
+
+  const std::string& name() const { return object_.name; }
+  const TableDefinition& definition() const { return definition_; }
+  std::span<const core::Field> fields() const { return fields_; }
+  const FieldNames& field_names() const { return names_; }
+  const TableRows& rows() const { return rows_; }
+  IndexSet& indexes() { return indexes_; }
+
+  /// Changes whenever the rows may have changed.
+  std::uint64_t version() const;
+
+  /// Why rows cannot be written, as a sentence; none when they can.
+  const std::optional<std::string>& WriteObstacle();
+
+  /// Values of a new row before anything is assigned: defaults, false, Null.
+  void StartRow(std::vector<core::Value>& values) const;
+  /// Stores a new row; autonumbers are filled in. The errors above, and 3047.
+  RowRef Insert(std::vector<core::Value>& values);
+  /// Stores the `changed` columns of a row. The errors above, 3047, and 3167.
+  void Update(RowRef row, std::span<const core::Value> values, const ColumnSet& changed);
+
+ private:
+  class CountersGuard;
+
+  Relations& relations();
+  void CheckFields(std::span<const core::Value> values, const ColumnSet& changed) const;
+  void AssignAutonumbers(std::vector<core::Value>& values);
+  std::int32_t HighestNumber(std::size_t field);
+
+  JetFile& file_;
+  const CatalogObject& object_;
+  TableDefinition definition_;
+  TableRows rows_;
+  IndexSet indexes_;
+  std::vector<core::Field> fields_;
+  FieldNames names_;
+  std::vector<std::optional<DefaultValue>> defaults_;
+  std::optional<Relations> relations_;
+  std::optional<std::optional<std::string>> obstacle_;
+  std::optional<std::int32_t> highest_number_;  // in the autonumber column
+  std::uint64_t changes_ = 0;
+
+  // The row being stored.
+  RowKeys keys_;
+  RowKeys old_keys_;
+  std::vector<core::Value> old_values_;
+  std::vector<core::Value> new_values_;
+};
+
+}  // namespace corvix::jet
