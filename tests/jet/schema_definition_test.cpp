@@ -34,9 +34,11 @@ Bytes StoredDefinition(Pager& pager, const TableDefinition& table) {
     if (!column.IsFixed()) clear(at + column_descriptor::kFixedOffset, 2);
     at += column_descriptor::kSize;
   }
-  for (std::size_t i = 0; i < table.columns.size(); ++i) at += 2 + storage::ReadLittle<std::uint16_t>(bytes, at);
+  for (std::size_t i = 0; i < table.columns.size(); ++i)
+    at += 2 + storage::ReadLittle<std::uint16_t>(bytes, at);
   for (const RealIndex& index : table.real_indexes) {
-    for (std::size_t i = index.columns.size(); i < kMaxIndexColumns; ++i) clear(at + real_index::kColumns + 3 * i + 2, 1);
+    for (std::size_t i = index.columns.size(); i < kMaxIndexColumns; ++i)
+      clear(at + real_index::kColumns + 3 * i + 2, 1);
     clear(at + 42, 4);
     at += real_index::kSize;
   }

@@ -6,14 +6,12 @@
 //   objects.Save();
 #pragma once
 
-#include <list>
-#include <span>
+#include <initializer_list>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "core/value.h"
-#include "storage/jet/index_tree.h"
+#include "storage/jet/index_set.h"
 #include "storage/jet/jet_format.h"
 #include "storage/jet/pager.h"
 #include "storage/jet/table_definition.h"
@@ -34,19 +32,11 @@ class CatalogWriter {
   void Save();
 
  private:
-  struct Tree {
-    Tree(Pager& pager, PageAllocator& allocator, const TableDefinition& table, RealIndex& real);
-    RealIndex& index;
-    MappedIndexPages pages;
-    IndexTree tree;
-  };
-  // False when the index leaves out rows like this one.
-  bool BuildKey(const RealIndex& index, std::span<const core::Value> values, Key& key) const;
-
   Pager& pager_;
   TableDefinition table_;
   TableRows rows_;
-  std::list<Tree> trees_;
+  IndexSet indexes_;
+  RowKeys keys_;
 };
 
 }  // namespace corvix::jet

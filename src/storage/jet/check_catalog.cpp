@@ -9,6 +9,7 @@
 
 #include "common/error.h"
 #include "common/text.h"
+#include "storage/jet/default_value.h"
 #include "storage/jet/index_tree.h"
 #include "storage/jet/long_value.h"
 #include "storage/jet/property_map.h"
@@ -21,12 +22,11 @@ constexpr std::int32_t kRootContainer = 0x0F000000;
 constexpr std::size_t kNamedOrphans = 3;
 
 void CheckRules(Context& context, const CatalogObject& object, const TableDefinition& table,
-                const PropertyMap& properties, const CheckOptions& options) {
+                const PropertyMap& properties) {
   for (const Column& column : table.columns) {
     const ColumnRules rules = properties.RulesOf(column.name);
     const bool supported =
-        rules.default_value.empty() || column.IsAutonumber() ||
-        (options.is_supported_default && options.is_supported_default(rules.default_value));
+        rules.default_value.empty() || column.IsAutonumber() || CanComputeDefault(rules.default_value);
     if (!supported) {
       context.findings.Note(table.page, "the default value {} of {}.{} is not evaluated", rules.default_value,
                             object.name, column.name);
@@ -42,8 +42,7 @@ void CheckRules(Context& context, const CatalogObject& object, const TableDefini
   }
 }
 
-void CheckProperties(Context& context, const CatalogObject& object, const CheckedTables& tables,
-                     const CheckOptions& options) {
+void CheckProperties(Context& context, const CatalogObject& object, const CheckedTables& tables) {
   if (object.stored_properties.empty()) return;
   const Place place{&context.pager.path(), object.row.page, object.row.row};
   try {
@@ -51,7 +50,7 @@ void CheckProperties(Context& context, const CatalogObject& object, const Checke
     ReadLongValue(context.pager, object.stored_properties, place, blob);
     const PropertyMap properties = PropertyMap::Parse(blob, place);
     const CheckedTable* table = object.IsTable() ? tables.Find(object.DefinitionPage()) : nullptr;
-    if (table && !object.IsSystem()) CheckRules(context, object, table->definition, properties, options);
+    if (table && !object.IsSystem()) CheckRules(context, object, table->definition, properties);
   } catch (const common::Error& error) {
     if (error.number() != common::kDamagedDatabase) throw;
     context.findings.Problem(object.row.page, "the properties of {} cannot be read: {}", object.name,
@@ -176,8 +175,7 @@ const CheckedTable* CheckedTables::Find(PageNumber page) const {
   return found == by_page_.end() ? nullptr : found->second;
 }
 
-void CheckObjects(Context& context, const std::vector<CatalogObject>& objects, const CheckedTables& tables,
-                  const CheckOptions& options) {
+void CheckObjects(Context& context, const std::vector<CatalogObject>& objects, const CheckedTables& tables) {
   std::set<std::int32_t> ids;
   std::set<std::pair<std::int32_t, std::string>> names;
   for (const CatalogObject& object : objects) {
@@ -188,7 +186,7 @@ void CheckObjects(Context& context, const std::vector<CatalogObject>& objects, c
     if (!names.insert({object.parent, common::UpperCase(object.name)}).second) {
       context.findings.Problem(object.row.page, "the catalogue has two objects of the name {}", object.name);
     }
-    CheckProperties(context, object, tables, options);
+    CheckProperties(context, object, tables);
   }
   for (const CatalogObject& object : objects) {
     if (object.parent != kRootContainer && !ids.contains(object.parent)) {

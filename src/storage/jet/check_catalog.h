@@ -39,8 +39,7 @@ class CheckedTables {
 
 /// Ids and names are unique, parents and system tables are there, properties can be read. Notes rules of
 /// columns that are not obeyed here.
-void CheckObjects(Context& context, const std::vector<CatalogObject>& objects, const CheckedTables& tables,
-                  const CheckOptions& options);
+void CheckObjects(Context& context, const std::vector<CatalogObject>& objects, const CheckedTables& tables);
 
 /// Relationships name tables and columns that exist, their indexes name each other, and in those that are
 /// enforced each row refers to a row.

@@ -147,8 +147,7 @@ std::optional<IndexChecker::Page> IndexChecker::ReadPage(PageNumber number) {
   const PageNumber table = page.Number(index_page::kTable);
   if (table != table_.page) Problem(number, "page {} names {} as the table's definition", number, table);
   const std::uint8_t level = ReadByte(page.bytes(), index_page::kLevel);
-  if ((level == 0) != page.IsLeaf())
-    Problem(number, "page {} of type {} claims the level {}", number, type, level);
+  if (level != 0 && page.IsLeaf()) Problem(number, "leaf {} claims the level {}", number, level);
   if (page.IsLeaf() && page.Number(index_page::kTail) != 0)
     Problem(number, "leaf {} has a tail child", number);
   if (!page.FindEntries()) {

@@ -47,7 +47,7 @@ struct TableCheck {
 class DatabaseCheck {
  public:
   DatabaseCheck(Pager& pager, const CheckOptions& options, CheckReport& report)
-      : pager_(pager), options_(options), report_(report), context_(pager, report, options.max_findings) {}
+      : pager_(pager), report_(report), context_(pager, report, options.max_findings) {}
 
   void Run() {
     report_.pages = pager_.page_count();
@@ -120,7 +120,7 @@ class DatabaseCheck {
     Guard("table MSysRelationships", kRelationshipsTable, [&] { relationships = CheckRelationshipsTable(); });
     check::CheckedTables tables;
     for (const TableCheck& each : tables_) tables.Add(each.table);
-    check::CheckObjects(context_, objects, tables, options_);
+    check::CheckObjects(context_, objects, tables);
     check::CheckRelationships(context_, objects, tables, relationships);
   }
 
@@ -191,7 +191,6 @@ class DatabaseCheck {
   }
 
   Pager& pager_;
-  const CheckOptions& options_;
   CheckReport& report_;
   Context context_;
   std::deque<TableCheck> tables_;

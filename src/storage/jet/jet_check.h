@@ -9,7 +9,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,8 +45,6 @@ struct CheckReport {
 
 struct CheckOptions {
   std::size_t max_findings = 500;  ///< of each kind
-  /// Tells whether new rows get this default value; a note is made where not. None: any expression is noted.
-  std::function<bool(const std::string& expression)> is_supported_default;
 };
 
 /// Reads through the pager and changes nothing. Errors of the device pass through; damage is in the report.
