@@ -5,10 +5,10 @@
 // until the set is positioned again. Moving past the last record leaves none either and sets PastEnd().
 //
 // The row being written. BeginAdd and BeginEdit open a buffer; reads then give the buffer. It lives until
-// Store succeeds, or until the set is positioned (seek, bookmark, move), an index is selected or another add
-// or edit begins: then it is dropped silently. A Store that fails keeps it. Storing an added row leaves the
-// record current that was current before; where none was current because the table was empty, the added row
-// becomes current.
+// Store succeeds, or until the set is positioned (seek, bookmark, move; also where that finds no record), an
+// index is selected or another add or edit begins: then it is dropped silently. A Store that fails keeps it.
+// Storing an added row leaves the record current that was current before; where none was current because the
+// table was empty, the added row becomes current.
 //
 // Failures are common::Error with the numbers of error_numbers.h. Lifetime: a record set keeps what it needs
 // of its database alive. One thread.

@@ -47,6 +47,8 @@ const std::vector<const TableMaker*>& AllTableMakers();
 std::vector<const TableMaker*> TableMakersThatWrite(bool writable);
 
 // The kinds, each in its own file.
-std::unique_ptr<TableMaker> MemoryMaker(KeyOrder order);
+std::unique_ptr<TableMaker> MakeMemoryMaker(KeyOrder order);
+std::unique_ptr<TableMaker> MakeFoxProMaker();
+std::unique_ptr<TableMaker> MakeJetMaker();
 
 }  // namespace corvix::test

@@ -39,13 +39,17 @@ class MemoryTableMaker : public TableMaker {
 
 }  // namespace
 
-std::unique_ptr<TableMaker> MemoryMaker(KeyOrder order) { return std::make_unique<MemoryTableMaker>(order); }
+std::unique_ptr<TableMaker> MakeMemoryMaker(KeyOrder order) {
+  return std::make_unique<MemoryTableMaker>(order);
+}
 
 const std::vector<const TableMaker*>& AllTableMakers() {
   static const auto kOwned = [] {
     std::vector<std::unique_ptr<TableMaker>> makers;
-    makers.push_back(MemoryMaker(KeyOrder::AccessText));
-    makers.push_back(MemoryMaker(KeyOrder::FoxProTag));
+    makers.push_back(MakeMemoryMaker(KeyOrder::AccessText));
+    makers.push_back(MakeMemoryMaker(KeyOrder::FoxProTag));
+    makers.push_back(MakeFoxProMaker());
+    makers.push_back(MakeJetMaker());
     return makers;
   }();
   static const auto kMakers = [] {

@@ -91,6 +91,12 @@ TEST_P(Writing, PositioningDropsTheBuffer) {
                 {"MoveNext", [](auto& set) { set.MoveNext(); }},
                 {"SeekEqual", [](auto& set) { set.SeekEqual("A1"); }},
                 {"failed SeekEqual", [](auto& set) { set.SeekEqual("nothing"); }},
+                {"MoveNext without a record",
+                 [](auto& set) {
+                   set.SeekEqual("nothing");
+                   set.BeginAdd();
+                   EXPECT_EQ(ErrorOf([&] { set.MoveNext(); }), common::kNoCurrentRecord);
+                 }},
                 {"SetBookmark", [](auto& set) { set.SetBookmark(set.GetBookmark()); }},
                 {"SelectIndex", [](auto& set) { set.SelectIndex("TOWN"); }}};
   core::RecordSet& records = Make(UniqueKeys());
@@ -162,9 +168,9 @@ TEST_P(Writing, AssignmentsAreConvertedOrRefused) {
   spec.fields[kTown].allow_zero_length = false;
   core::RecordSet& records = Make(spec);
   EXPECT_EQ(ErrorOf([&] { records.Write(kTown, "Rome"); }), common::kNoPendingEdit);
-  EXPECT_EQ(ErrorOf([&] { records.Write(3, "Rome"); }), common::kItemNotFound);
 
   records.BeginEdit();
+  EXPECT_EQ(ErrorOf([&] { records.Write(3, "Rome"); }), common::kItemNotFound);
   EXPECT_EQ(ErrorOf([&] { records.Write(kTown, ""); }), common::kZeroLengthRefused);
   EXPECT_EQ(ErrorOf([&] { records.Write(kTown, "Villingen-Schwenningen"); }), common::kFieldTooSmall);
   EXPECT_EQ(ErrorOf([&] { records.Write(kArea, "large"); }), common::kConversion);
@@ -203,7 +209,7 @@ TEST_P(Writing, RandomHistoryEqualsTheModel) {
 
   TableSpec spec = UniqueKeys();
   core::RecordSet& actual = Make(spec);
-  const auto model_table = MemoryMaker(KeyOrder::AccessText)->Make(spec);
+  const auto model_table = MakeMemoryMaker(KeyOrder::AccessText)->Make(spec);
   const auto model = model_table->Open();
   const auto both = [&](const std::function<void(core::RecordSet&)>& step, const std::string& what) {
     const auto expected = ErrorOf([&] { step(*model); });

@@ -67,18 +67,21 @@ class MemoryRecordSet : public core::RecordSet {
 
   void SetBookmark(Bookmark bookmark) override {
     Before(Operation::SetBookmark);
+    buffer_.reset();
     if (bookmark.handle == 0 || bookmark.handle > table_->rows_.size()) throw Error(common::kBadBookmark);
     Position(bookmark.handle - 1);
   }
 
   void MoveFirst() override {
     Before(Operation::MoveFirst);
+    buffer_.reset();
     if (table_->rows_.empty()) throw Error(common::kNoCurrentRecord);
     Position(index_ ? index_->entries.begin()->second : 0);
   }
 
   void MoveNext() override {
     Before(Operation::MoveNext);
+    buffer_.reset();
     const std::size_t current = Current();
     std::optional<std::size_t> next;
     if (index_) {
@@ -118,9 +121,9 @@ class MemoryRecordSet : public core::RecordSet {
 
   void BeginEdit() override {
     Before(Operation::BeginEdit);
-    const std::size_t current = Current();
     if (table_->read_only) throw Error(common::kReadOnly);
-    buffer_ = table_->rows_[current];
+    buffer_.reset();
+    buffer_ = table_->rows_[Current()];
     adding_ = false;
   }
 
