@@ -4,6 +4,7 @@
 #include <limits>
 #include <unicode/uchar.h>
 #include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
 #include <unicode/ucnv_err.h>
 
 #include "common/error.h"
@@ -55,6 +56,15 @@ const NamedPage* FindPage(int number) {
 
 unsigned char ToByte(char c) { return static_cast<unsigned char>(c); }
 
+/// Writes U+FFFD for bytes that are no character of a two-byte page.
+void ReplaceBroken(const void*, UConverterToUnicodeArgs* arguments, const char*, std::int32_t,
+                   UConverterCallbackReason reason, UErrorCode* status) {
+  if (reason > UCNV_IRREGULAR) return;
+  constexpr auto kReplacement = static_cast<UChar>(kUnassigned);
+  *status = U_ZERO_ERROR;
+  ucnv_cbToUWriteUChars(arguments, &kReplacement, 1, 0, status);
+}
+
 std::int32_t ConverterLength(std::size_t length) {
   if (length > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() / 4)) {
     throw common::Error(common::kUnsupported, "A text of more than 500 MiB cannot be converted");
@@ -78,6 +88,10 @@ CodePage::CodePage(int number) : number_(number) {
   if (ucnv_getMaxCharSize(converter_.get()) == 1) {
     BuildTable(*converter_);
     converter_.reset();
+  } else {
+    status = U_ZERO_ERROR;
+    ucnv_setToUCallBack(converter_.get(), ReplaceBroken, nullptr, nullptr, nullptr, &status);
+    ucnv_setFromUCallBack(converter_.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
   }
   BuildCases();
 }
@@ -173,7 +187,6 @@ std::optional<std::string> CodePage::FromUtf8(std::string_view text) const {
     return bytes;
   }
   UErrorCode status = U_ZERO_ERROR;
-  ucnv_setFromUCallBack(converter_.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
   bytes.resize(units.size() * 2);
   const std::int32_t length = ucnv_fromUChars(converter_.get(), bytes.data(), ConverterLength(bytes.size()),
                                               units.data(), ConverterLength(units.size()), &status);

@@ -21,6 +21,9 @@ bool IsDamage(const common::Error& error) {
          error.number() == common::kFileNotFound;
 }
 
+/// Findings name files without their directory: the one that was asked for.
+std::string FileName(const std::filesystem::path& path) { return path.filename().string(); }
+
 class TableCheck {
  public:
   TableCheck(storage::FileSystem& files, const TableFiles& paths) : files_(files), paths_(paths) {}
@@ -28,7 +31,7 @@ class TableCheck {
   TableReport Run() {
     try {
       table_ = std::make_unique<DbfFile>(files_.Open(paths_.table, storage::OpenMode::Read),
-                                         paths_.table.string());
+                                         FileName(paths_.table));
       CheckHeader();
       OpenMemo();
       CheckRecords();
@@ -161,14 +164,14 @@ class TableCheck {
     for (const MemoExtent& extent : extents_) {
       if (extent.begin < end) {
         findings_.Problem(
-            "memo space", memo_->place(),
+            "memo space", FileName(memo_->place()),
             fmt::format("the memo at {} lies inside another one that ends at {}", extent.begin, end));
       }
       end = std::max(end, extent.end);
     }
     if (std::uint64_t{memo_->next_free()} * memo_->block_size() < end) {
       findings_.Problem(
-          "memo space", memo_->place(),
+          "memo space", FileName(memo_->place()),
           fmt::format("the next free block {} lies inside a memo that ends at {}", memo_->next_free(), end));
     }
   }
@@ -189,7 +192,7 @@ class TableCheck {
           "an index file lies beside the table, but the header does not count on it: it may be out of date");
     }
     try {
-      CdxFile index(files_.Open(*paths_.index, storage::OpenMode::Read), paths_.index->string());
+      CdxFile index(files_.Open(*paths_.index, storage::OpenMode::Read), FileName(*paths_.index));
       report_.facts.tags = CheckIndex(index, *table_, *page_, findings_);
     } catch (const common::Error& error) {
       if (!IsDamage(error)) throw;

@@ -49,7 +49,7 @@ class FoxProRecordSet final : public core::RecordSet {
   /// The records that are not hidden.
   std::int32_t RecordCount() const override;
 
-  // The table cannot be written.
+  // The table cannot be written: 3027 for BeginAdd and BeginEdit, so that nothing is ever being written.
   void BeginAdd() override;
   void BeginEdit() override;
   void Store() override;

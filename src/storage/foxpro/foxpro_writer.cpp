@@ -105,6 +105,11 @@ FoxProWriter::FoxProWriter(storage::FileSystem& files, const std::filesystem::pa
   }
   WriteHeader();
   header_ = ReadDbfHeader(*file_, table_path_.string());
+  columns_ = header_.fields;
+  if (header_.null_flags) {
+    const auto place = std::ranges::find(table_.fields, '0', &NewField::type) - table_.fields.begin();
+    columns_.insert(columns_.begin() + place, *header_.null_flags);
+  }
   const bool has_memo = std::ranges::any_of(
       header_.fields, [&](const DbfField& field) { return IsMemoField(field, header_.version); });
   if (has_memo) {
@@ -118,19 +123,16 @@ FoxProWriter::FoxProWriter(storage::FileSystem& files, const std::filesystem::pa
 FoxProWriter::~FoxProWriter() = default;
 
 const DbfField& FoxProWriter::FieldAt(std::size_t field) const {
-  if (field >= header_.fields.size()) Refuse(fmt::format("There is no field at position {}", field));
-  return header_.fields[field];
+  if (field >= columns_.size()) Refuse(fmt::format("There is no field at position {}", field));
+  return columns_[field];
 }
 
 void FoxProWriter::StartRecord() {
   record_.assign(header_.record_length, kBlank);
-  const auto clear = [&](const DbfField& field) {
+  for (const DbfField& field : columns_) {
+    if (!IsBinaryField(field, header_.version)) continue;
     std::fill_n(record_.begin() + field.offset, field.length, std::byte{0});
-  };
-  for (const DbfField& field : header_.fields) {
-    if (IsBinaryField(field, header_.version)) clear(field);
   }
-  if (header_.null_flags) clear(*header_.null_flags);
 }
 
 void FoxProWriter::SetRaw(std::size_t field, std::string_view bytes) {

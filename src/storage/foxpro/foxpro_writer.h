@@ -89,6 +89,7 @@ class FoxProWriter {
   std::filesystem::path index_path_;
   NewTable table_;
   DbfHeader header_;
+  std::vector<DbfField> columns_;  // as given, the system column included
   storage::CodePage page_;
   std::unique_ptr<storage::File> file_;
   std::unique_ptr<MemoWriter> memo_;

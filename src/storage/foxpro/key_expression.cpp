@@ -18,6 +18,9 @@ using storage::AsBytes;
 using storage::ByteView;
 using storage::ReadLittle;
 
+/// Also bounds how deep the parser descends.
+constexpr std::size_t kMaxLength = cdx::kPoolSize;
+
 bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -347,6 +350,7 @@ class Parser {
 }  // namespace
 
 KeyExpression::KeyExpression(std::string_view text, const DbfHeader& header, const storage::CodePage& page) {
+  if (text.size() > kMaxLength) ThrowExpression("A key expression is longer than an index can hold");
   try {
     root_ = Parser(text, header, page).Whole();
   } catch (const common::Error& error) {
