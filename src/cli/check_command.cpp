@@ -7,14 +7,26 @@
 #include "storage/base/posix_file.h"
 #include "storage/foxpro/foxpro_check.h"
 #include "storage/jet/jet_check.h"
-#include "storage/jet/jet_database.h"
+#include "storage/jet/pager.h"
 
 namespace corvix::cli {
 namespace {
 
-/// Both return the number of problems that were printed or counted.
+jet::CheckReport CheckPages(storage::FileSystem& files, const std::filesystem::path& path) {
+  auto file = files.Open(path, storage::OpenMode::Read);
+  if (!file->TryLock(storage::LockKind::Shared, 0, 0)) {
+    throw common::Error(common::kFileInUse,
+                        "The database is being written by another program; close it there and try again",
+                        path.string());
+  }
+  jet::Pager pager(std::move(file), path, {.read_only = true});
+  return jet::CheckDatabase(pager);
+}
+
+// Both return the number of problems that were printed or counted.
+
 std::size_t CheckDatabaseFile(storage::FileSystem& files, const std::filesystem::path& path, bool notes) {
-  const jet::CheckReport report = jet::CheckJetDatabase(files, path);
+  const jet::CheckReport report = CheckPages(files, path);
   const auto print = [&](const char* kind, const std::vector<jet::Finding>& findings, std::size_t left_out) {
     for (const jet::Finding& finding : findings) {
       fmt::print("{}: {}: page {}: {}\n", path.string(), kind, finding.page, finding.text);
