@@ -34,6 +34,14 @@ QAction& Item(const QMainWindow& window, const MenuSpec& spec) {
   return *window.findChild<QAction*>(ToQt(spec.item));
 }
 
+/// Of a group of options the selected one is the tab stop; the arrow keys reach the others.
+void GiveTabToSelectedOption(const QWidget& window) {
+  for (const std::string_view name : kDuplicateOptions) {
+    auto& option = Control<QRadioButton>(window, name);
+    option.setFocusPolicy(option.isChecked() ? Qt::StrongFocus : Qt::ClickFocus);
+  }
+}
+
 /// White with black text in every theme.
 void ColourStatusLine(QLabel& lblmsg) {
   QPalette palette = lblmsg.palette();
@@ -111,7 +119,9 @@ void MainWindow::Connect() {
   for (std::size_t i = 0; i < kDuplicateOptions.size(); ++i) {
     connect(&Control<QRadioButton>(*this, kDuplicateOptions[i]), &QRadioButton::toggled, this,
             [this, mode = static_cast<std::int16_t>(i)](bool on) {
-              if (on) session_.values.DupMode = mode;
+              if (!on) return;
+              session_.values.DupMode = mode;
+              GiveTabToSelectedOption(*this);
             });
   }
   connect(&Control<QCheckBox>(*this, "ckbconvertphotos"), &QCheckBox::stateChanged, this,

@@ -1,0 +1,135 @@
+// Layout, keyboard and what readers of the screen are told.
+#include <QAccessible>
+#include <QAction>
+#include <QCheckBox>
+#include <QFontMetrics>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QMenu>
+#include <QRadioButton>
+#include <map>
+#include <set>
+
+#include "ui/main_form.h"
+#include "ui/prompt_form.h"
+#include "ui/scripted_window.h"
+
+namespace corvix {
+namespace {
+
+using ui::ControlKind;
+using ui::ControlSpec;
+
+class AccessibilityTest : public test::MemoryWindowTest {};
+
+/// Everything that a person can act on or must hear has a name, and a role that says what it is.
+void ExpectNamesAndRoles(const QWidget& window, std::span<const ControlSpec> specs) {
+  const std::map<ControlKind, QAccessible::Role> roles{{ControlKind::TextBox, QAccessible::EditableText},
+                                                       {ControlKind::ReadOnlyBox, QAccessible::EditableText},
+                                                       {ControlKind::Button, QAccessible::Button},
+                                                       {ControlKind::OptionButton, QAccessible::RadioButton},
+                                                       {ControlKind::CheckBox, QAccessible::CheckBox},
+                                                       {ControlKind::Frame, QAccessible::Grouping},
+                                                       {ControlKind::ProgressBar, QAccessible::ProgressBar}};
+  std::set<QString> names;
+  for (const ControlSpec& spec : specs) {
+    if (!roles.contains(spec.kind)) continue;
+    auto* face = QAccessible::queryAccessibleInterface(&ui::Control<QWidget>(window, spec.name));
+    ASSERT_TRUE(face) << spec.name;
+    EXPECT_EQ(face->role(), roles.at(spec.kind)) << spec.name;
+    const QString name = face->text(QAccessible::Name);
+    EXPECT_FALSE(name.isEmpty()) << spec.name;
+    EXPECT_TRUE(names.insert(name).second) << spec.name << " shares the name " << name.toStdString();
+    if (face->role() == QAccessible::EditableText) {
+      EXPECT_EQ(face->state().readOnly != 0, spec.kind == ControlKind::ReadOnlyBox) << spec.name;
+    }
+  }
+}
+
+/// Names of the controls that Tab reaches, from the one that has the focus, once around.
+std::vector<std::string> TabThrough(QWidget& window) {
+  std::vector<std::string> order;
+  const QWidget* first = window.focusWidget();
+  do {
+    order.push_back(ui::FromQt(window.focusWidget()->objectName()));
+    QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+  } while (window.focusWidget() != first && order.size() < 100);
+  return order;
+}
+
+TEST_F(AccessibilityTest, TheMainWindowIsNamedAndReachedByKeyboard) {
+  ASSERT_TRUE(Open());
+  ExpectNamesAndRoles(*window_, ui::MainControls());
+  EXPECT_EQ(TabThrough(*window_),
+            (std::vector<std::string>{"txtCompPath", "txtCompsPath", "cmdSource", "cmdTarget", "cmdQuit",
+                                      "optdup(2)", "cmdnewconvert", "txtcompfilename", "txtcompsfilename",
+                                      "ckbconvertphotos"}));
+  Get<QWidget>("optdup(2)").setFocus();
+  QTest::keyClick(&Get<QWidget>("optdup(2)"), Qt::Key_Up);
+  EXPECT_EQ(window_->values().DupMode, run::kKeepTarget) << "arrows select";
+  EXPECT_EQ(Get<QLabel>("Label5").buddy(), &Get<QWidget>("lblAddress"));
+  EXPECT_EQ(Get<QLabel>("Label6").buddy(), &Get<QWidget>("lblRecord"));
+}
+
+TEST_F(AccessibilityTest, AcceleratorsAndEnterPressButtons) {
+  ASSERT_TRUE(Open());
+  dialogs.quit = false;
+  dialogs.boxes.yes_no = {false, false};
+  const auto one = [](const auto& list) { return [&list] { return list.size() == 1; }; };
+  QTest::keyClick(&*window_, Qt::Key_C, Qt::AltModifier);  // the button is shown pressed for a moment
+  EXPECT_TRUE(QTest::qWaitFor(one(dialogs.boxes.questions)));
+  QTest::keyClick(&*window_, Qt::Key_Q, Qt::AltModifier);
+  EXPECT_TRUE(QTest::qWaitFor(one(dialogs.quit_questions)));
+  Get<QWidget>("cmdQuit").setFocus();
+  QTest::keyClick(&Get<QWidget>("cmdQuit"), Qt::Key_Return);
+  QTest::keyClick(&Get<QWidget>("cmdQuit"), Qt::Key_Space);
+  EXPECT_EQ(dialogs.quit_questions.size(), 3u);
+  EXPECT_EQ(window_->findChild<QMenu*>("FileMenu")->title(), "&File");
+  EXPECT_EQ(window_->findChild<QAction*>("FileMenuItem(1)")->text(), "E&xit");
+  EXPECT_EQ(window_->findChild<QMenu*>("HelpMenu")->title(), "&Help");
+  EXPECT_EQ(window_->findChild<QAction*>("HelpMenuItem(1)")->text(), "&About");
+}
+
+TEST_F(AccessibilityTest, ThePromptIsNamedAndReachedByKeyboard) {
+  AddDuplicates(1);
+  ASSERT_TRUE(Open());
+  test::ModalScript script;
+  script.Then("frmAsk", [](QWidget& dialog) {
+    ExpectNamesAndRoles(dialog, ui::PromptControls());
+    const std::vector<std::string> order = TabThrough(dialog);
+    EXPECT_EQ(std::vector<std::string>(order.begin(), order.begin() + 5),
+              (std::vector<std::string>{"cmdYes", "cmdNo", "cmdStop", "cmdDontask", "Text17"}));
+    EXPECT_EQ(order.size(), 4u + 19u) << "the target's boxes can be read by keyboard";
+    ui::Control<QWidget>(dialog, "Text8").setFocus();
+    QTest::keyClick(&ui::Control<QWidget>(dialog, "Text8"), Qt::Key_Return);
+    EXPECT_TRUE(dialog.isVisible()) << "Enter in a box answered";
+    QTest::keyClick(&ui::Control<QWidget>(dialog, "cmdNo"), Qt::Key_Return);
+    EXPECT_FALSE(dialog.isVisible());
+  });
+  Convert();
+  EXPECT_EQ(Conditions(), "OLD");
+}
+
+TEST_F(AccessibilityTest, EveryControlStandsWhereTheTablesSayAndItsCaptionFits) {
+  ASSERT_TRUE(Open());
+  EXPECT_EQ(window_->centralWidget()->size(), QSize(614, 294));
+  const std::map<std::string, QRect> places{{"cmdnewconvert", {536, 168, 65, 33}},
+                                            {"txtCompPath", {272, 56, 157, 19}},
+                                            {"ckbconvertphotos", {48, 208, 129, 13}},
+                                            {"optdup(1)", {16, 32, 449, 17}},
+                                            {"lblmsg", {0, 272, 609, 17}}};
+  for (const auto& [name, place] : places) EXPECT_EQ(Get<QWidget>(name).geometry(), place) << name;
+  for (const ControlSpec& spec : ui::MainControls()) {
+    auto& control = Get<QWidget>(spec.name);
+    const bool fixed_text = spec.kind == ControlKind::Label || spec.kind == ControlKind::Button ||
+                            spec.kind == ControlKind::OptionButton || spec.kind == ControlKind::CheckBox;
+    if (!fixed_text || spec.wrapped) continue;
+    EXPECT_LE(QFontMetrics(control.font()).horizontalAdvance(ui::ToQt(spec.caption)), control.width())
+        << spec.name;
+  }
+  EXPECT_EQ(Get<QLabel>("lblmsg").palette().color(QPalette::Window), QColor(Qt::white));
+  EXPECT_EQ(Get<QLabel>("lblmsg").palette().color(QPalette::WindowText), QColor(Qt::black));
+}
+
+}  // namespace
+}  // namespace corvix

@@ -1,0 +1,94 @@
+// The about box and the message boxes, as real windows.
+#include <QAction>
+#include <QMessageBox>
+
+#include "ui/about_box.h"
+#include "ui/message_boxes.h"
+#include "ui/scripted_window.h"
+
+namespace corvix {
+namespace {
+
+using test::ModalScript;
+
+struct AboutCase {
+  std::string name;
+  std::string marvek;
+  std::string zelta;
+  std::string product_line;
+};
+
+class AboutTest : public test::MemoryWindowTest, public testing::WithParamInterface<AboutCase> {};
+
+TEST_P(AboutTest, ShowsTheProductLineAndTheProgramsVersion) {
+  const AboutCase& wanted = GetParam();
+  ASSERT_TRUE(Open());
+  WriteIni("MARVEK.INI", wanted.marvek);
+  WriteIni("ZELTA.INI", wanted.zelta);
+  ModalScript script;
+  script.Then("frmAboutBox", [&](QWidget& dialog) {
+    EXPECT_EQ(dialog.windowTitle(), "About ");
+    EXPECT_EQ(ui::Control<QLabel>(dialog, "lblProgramAlias").text().toStdString(), wanted.product_line);
+    EXPECT_EQ(ui::Control<QLabel>(dialog, "LblVersion").text(), "Version 7.1.14");
+    test::Click(dialog, "Cmd_OK");
+    EXPECT_FALSE(dialog.isVisible());
+  });
+  window_->findChild<QAction*>("HelpMenuItem(1)")->trigger();
+}
+
+constexpr const char* kBuiltIn = "Corvix - Convert Quorvex Data to Folvane (Vistrel)";
+INSTANTIATE_TEST_SUITE_P(
+    Markers, AboutTest,
+    testing::Values(AboutCase{"NoMarker", "", "", kBuiltIn},
+                    AboutCase{"Marker", "[PROGRAM ALIAS]\r\nVERSION=A\r\n", "", "Quorvex Vistrel"},
+                    AboutCase{"LowerCaseMarker", "[PROGRAM ALIAS]\r\nVERSION=a\r\n", "", kBuiltIn},
+                    AboutCase{"MarkerAndAlias", "[PROGRAM ALIAS]\r\nVERSION=A\r\n",
+                              "[Program Alias]\r\nquorvex vistrel=Other & Line\r\n", "Other & Line"}),
+    test::kCaseName);
+
+TEST(CentredEdge, DropsTheRemainder) {
+  static_assert(ui::CentredEdge(28800, 6480) == 11160);
+  static_assert(ui::CentredEdge(16201, 2370) == 6915);
+}
+
+/// What a box shows, and the button that a test presses in it.
+ModalScript::Step Press(QMessageBox::StandardButton button, const std::string& title, const std::string& text,
+                        QMessageBox::Icon icon) {
+  return [=](QWidget& widget) {
+    auto& box = dynamic_cast<QMessageBox&>(widget);
+    EXPECT_EQ(box.windowTitle().toStdString(), title);
+    EXPECT_EQ(box.text().toStdString(), text);
+    EXPECT_EQ(box.icon(), icon);
+    EXPECT_EQ(box.textFormat(), Qt::PlainText);
+    if (box.standardButtons() != QMessageBox::Ok) {
+      QTest::keyClick(&box, Qt::Key_Escape);
+      box.close();
+      EXPECT_TRUE(box.isVisible()) << "closed without an answer";
+    }
+    box.button(button)->click();
+  };
+}
+
+TEST(MessageBoxes, AskAndAnswer) {
+  ui::MessageBoxes boxes;
+  ModalScript script;
+  script.Then("", Press(QMessageBox::Ok, "Corvix", "<b>done</b>", QMessageBox::NoIcon));
+  boxes.Notice("<b>done</b>");
+  for (const auto button : {QMessageBox::Yes, QMessageBox::No}) {
+    script.Then("", Press(button, "Corvix", "Continue?", QMessageBox::NoIcon));
+    EXPECT_EQ(boxes.AskYesNo("Continue?"), button == QMessageBox::Yes);
+    script.Then("", Press(button, "Caption", "Quit?", QMessageBox::Question));
+    EXPECT_EQ(boxes.AskQuit("Caption", "Quit?"), button == QMessageBox::Yes);
+  }
+  const std::vector<std::pair<QMessageBox::StandardButton, common::DeviceAnswer>> answers{
+      {QMessageBox::Abort, common::DeviceAnswer::Abort},
+      {QMessageBox::Retry, common::DeviceAnswer::Retry},
+      {QMessageBox::Ignore, common::DeviceAnswer::Ignore}};
+  for (const auto& [button, answer] : answers) {
+    script.Then("", Press(button, "Error", "Disk full.\nError # 61", QMessageBox::NoIcon));
+    EXPECT_EQ(boxes.AskDevice("Disk full.\r\nError # 61"), answer);
+  }
+}
+
+}  // namespace
+}  // namespace corvix
