@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,9 @@ class TableMaker {
   virtual KeyOrder Order() const = 0;
   virtual std::unique_ptr<MadeTable> Make(const TableSpec& spec) const = 0;
 };
+
+/// Keeps addresses out of the names of test cases.
+inline void PrintTo(const TableMaker* maker, std::ostream* out) { *out << maker->Name(); }
 
 /// Every kind of record set that there is.
 const std::vector<const TableMaker*>& AllTableMakers();
