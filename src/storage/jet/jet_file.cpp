@@ -1,11 +1,11 @@
 #include "storage/jet/jet_file.h"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "common/error.h"
 #include "storage/jet/header_page.h"
+#include "storage/jet/journal.h"
 
 namespace corvix::jet {
 namespace {
@@ -13,28 +13,37 @@ namespace {
 using common::Error;
 namespace fs = std::filesystem;
 
+[[noreturn]] void ThrowDenied(const std::string& why, const fs::path& path) {
+  throw Error(common::kFileInUse, why, path.string());
+}
+
 /// The file opened and locked.
 std::unique_ptr<storage::File> OpenLocked(storage::FileSystem& files, const fs::path& path,
                                           core::Access access) {
   const bool writing = access == core::Access::ReadWrite;
-  if (files.IsDirectory(path)) throw Error(common::kFileInUse, "The database is a directory", path.string());
-  if (writing && files.Exists(path) && !files.IsWritable(path)) {
-    throw Error(common::kFileInUse, "The database is read-only; allow writing to the file and try again",
-                path.string());
+  if (writing && files.Exists(path)) {
+    if (!files.IsWritable(path)) {
+      ThrowDenied("The database is read-only; allow writing to the file and try again", path);
+    }
+    const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    if (files.Exists(directory) && !files.IsWritable(directory)) {
+      ThrowDenied(
+          "The directory of the database is read-only, so that its journal cannot be written; allow "
+          "writing to the directory and try again",
+          path);
+    }
   }
   std::unique_ptr<storage::File> file;
   try {
     file = files.Open(path, writing ? storage::OpenMode::ReadWrite : storage::OpenMode::Read);
   } catch (const Error& error) {
     if (error.number() != common::kPermissionDenied) throw;
-    throw Error(common::kFileInUse, "Access to the database is denied; check the permissions of the file",
-                path.string());
+    ThrowDenied("Access to the database is denied; check the permissions of the file", path);
   }
   if (!file->TryLock(writing ? storage::LockKind::Exclusive : storage::LockKind::Shared, 0, 0)) {
-    throw Error(common::kFileInUse,
-                writing ? "The database is in use by another program; close it there and try again"
+    ThrowDenied(writing ? "The database is in use by another program; close it there and try again"
                         : "The database is being written by another program; close it there and try again",
-                path.string());
+                path);
   }
   return file;
 }
@@ -80,10 +89,11 @@ std::shared_ptr<JetFile> JetFile::Open(storage::FileSystem& files, const fs::pat
       if (access == core::Access::ReadOnly || !file->pager().read_only()) return file;
     }
   }
-  std::unique_ptr<storage::File> file = OpenLocked(files, path, access);
-  const HeaderPage header = CheckHeader(*file, path);
-  auto pager = std::make_unique<Pager>(std::move(file), path,
-                                       Pager::Options{.read_only = access == core::Access::ReadOnly});
+  const bool read_only = access == core::Access::ReadOnly;
+  JournaledFile opened = OpenJournaled(files, path, OpenLocked(files, path, access), read_only);
+  const HeaderPage header = CheckHeader(*opened.file, path);
+  auto pager = std::make_unique<Pager>(std::move(opened.file), path, Pager::Options{.read_only = read_only},
+                                       std::move(opened.journal));
   pager->SetDatabaseKey(header.database_key);
   std::shared_ptr<JetFile> result(new JetFile(std::move(pager)));
   open_files[{&files, files.Identity(path).value_or(path.string())}] = result;
@@ -96,7 +106,7 @@ JetFile::JetFile(std::unique_ptr<Pager> pager)
 JetFile::~JetFile() {
   try {
     Checkpoint();
-  } catch (const Error&) {
+  } catch (const std::exception&) {
     // Who wants to know closes the database. The journal takes the file back to its last checkpoint.
   }
 }
