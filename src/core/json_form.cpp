@@ -32,6 +32,16 @@ void AppendNumber(std::string& out, double number) {
   }
 }
 
+/// All four decimals, so that equal amounts are equal texts in every reader.
+void AppendCurrency(std::string& out, Currency amount) {
+  constexpr std::uint64_t kScale = 10'000;
+  const bool negative = amount.scaled < 0;
+  const auto magnitude =
+      negative ? 0 - static_cast<std::uint64_t>(amount.scaled) : static_cast<std::uint64_t>(amount.scaled);
+  fmt::format_to(std::back_inserter(out), "\"{}{}.{:04}\"", negative ? "-" : "", magnitude / kScale,
+                 magnitude % kScale);
+}
+
 void AppendDate(std::string& out, Date date) {
   if (!(date.serial >= kMinSerial && date.serial < kMaxSerial)) {
     AppendNumber(out, date.serial);  // outside the calendar, as only a damaged file has it
@@ -97,6 +107,8 @@ void AppendJson(std::string& out, const Value& value) {
           fmt::format_to(std::back_inserter(out), "{}", v);
         } else if constexpr (std::is_floating_point_v<T>) {
           AppendNumber(out, v);
+        } else if constexpr (std::is_same_v<T, Currency>) {
+          AppendCurrency(out, v);
         } else if constexpr (std::is_same_v<T, Date>) {
           AppendDate(out, v);
         } else if constexpr (std::is_same_v<T, std::string>) {

@@ -1,5 +1,6 @@
-// Values as JSON: numbers as numbers, currency and decimals as text, dates YYYY-MM-DDTHH:MM:SS, Null as null,
-// binary as base64, GUIDs {8-4-4-4-12}. Text keeps every UTF-16 unit: what is not ASCII is written as \uXXXX.
+// Values as JSON: numbers as numbers, currency (four decimals) and decimals as text, dates
+// YYYY-MM-DDTHH:MM:SS, Null as null, binary as base64, GUIDs {8-4-4-4-12}. Text keeps every UTF-16 unit: what
+// is not ASCII is written as \uXXXX.
 #pragma once
 
 #include <string>

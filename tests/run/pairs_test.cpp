@@ -31,9 +31,10 @@ struct PairRun {
 
 std::ostream& operator<<(std::ostream& out, const PairRun& run) { return out << run.pair << '/' << run.run; }
 
-json ReadJson(const fs::path& path) {
-  std::ifstream in(path);
-  return json::parse(in);
+/// The runs of a pair.
+json ReadRuns(const fs::path& pair) {
+  std::ifstream in(pair / "runs.json");
+  return json::parse(in)["runs"];
 }
 
 std::vector<PairRun> AllRuns() {
@@ -46,7 +47,8 @@ std::vector<PairRun> AllRuns() {
   }
   std::sort(pairs.begin(), pairs.end());
   for (const fs::path& pair : pairs) {
-    for (const json& run : ReadJson(pair / "runs.json")["runs"]) {
+    const json listed = ReadRuns(pair);
+    for (const json& run : listed) {
       runs.push_back({pair.filename().string(), run["name"]});
     }
   }
@@ -145,7 +147,8 @@ TEST_P(PairsTest, RowsAndMessagesAreAsExpected) {
   const fs::path target = directory_.path() / "FOLVANE.MDB";
   fs::copy_file(folder_ / "target" / "FOLVANE.MDB", target);
   fs::permissions(target, fs::perms::owner_write, fs::perm_options::add);
-  for (const json& run : ReadJson(folder_ / "runs.json")["runs"]) {
+  const json runs = ReadRuns(folder_);
+  for (const json& run : runs) {
     if (run["name"] != GetParam().run) continue;
     for (const json& step : run["steps"]) RunStep(step);
   }
@@ -169,14 +172,15 @@ TEST_P(PairsTest, RowsAndMessagesAreAsExpected) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Shared, PairsTest, testing::ValuesIn(AllRuns()),
-                         [](const testing::TestParamInfo<PairRun>& info) {
-                           std::string name = info.param.pair + "_" + info.param.run;
-                           for (char& c : name) {
-                             if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                           }
-                           return name;
-                         });
+std::string NameOf(const testing::TestParamInfo<PairRun>& test) {
+  std::string name = test.param.pair + "_" + test.param.run;
+  for (char& c : name) {
+    if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Shared, PairsTest, testing::ValuesIn(AllRuns()), NameOf);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PairsTest);
 
 }  // namespace
