@@ -10,6 +10,7 @@
 #include "cli/check_command.h"
 #include "cli/convert_command.h"
 #include "cli/dump_command.h"
+#include "cli/sample_command.h"
 #include "run/run_values.h"
 
 namespace {
@@ -61,6 +62,23 @@ void AddCheck(CLI::App& app, Chosen& chosen) {
   command.callback([options, &chosen] { chosen = [options] { return corvix::cli::Check(*options); }; });
 }
 
+void AddSample(CLI::App& app, Chosen& chosen) {
+  CLI::App& command =
+      *app.add_subcommand("sample", "Make source tables and a database of an invented office");
+  auto options = std::make_shared<corvix::cli::SampleOptions>();
+  command.add_option("DIR", options->directory, "Directory for the files; made when it does not exist")
+      ->required();
+  command.add_option("--records", options->office.records, "Central records (default 1000)")
+      ->check(CLI::Range(std::int64_t{0}, corvix::sample::kMaxRecords).description(""));
+  command.add_option("--seed", options->office.seed, "The same seed gives the same office (default 1)");
+  command
+      .add_option("--duplicates", options->office.duplicates_percent,
+                  "Percentage of keys that the database has")
+      ->check(CLI::Range(0, 100).description(""));
+  command.footer("Example:\n  corvix-cli sample office --records 5000 --duplicates 40");
+  command.callback([options, &chosen] { chosen = [options] { return corvix::cli::Sample(*options); }; });
+}
+
 ExitCode Run(int argc, char** argv) {
   CLI::App app("Carries comparables from FoxPro tables into an Access database.", "corvix-cli");
   app.set_version_flag("--version", "corvix-cli " CORVIX_VERSION);
@@ -70,6 +88,7 @@ ExitCode Run(int argc, char** argv) {
   AddConvert(app, chosen);
   AddDump(app, chosen);
   AddCheck(app, chosen);
+  AddSample(app, chosen);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
