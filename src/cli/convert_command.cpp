@@ -40,7 +40,7 @@ ExitCode RunAndClose(run::Session& session, TerminalHost& host,
   ExitCode code = ExitCode::Failed;
   try {
     code = CodeOf(run::cmdnewconvert_Click(session, host));
-    if (code == ExitCode::Failed) fmt::print(stderr, "{}\n", host.lblmsg().Caption());
+    if (session.ended_by) fmt::print(stderr, "{} ({})\n", host.lblmsg().Caption(), session.ended_by->place());
   } catch (const common::Error& error) {
     failure = FailureOf(error, session);
   } catch (const common::ProgramEnd&) {

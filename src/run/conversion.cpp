@@ -256,7 +256,9 @@ class Conversion {
   /// The run's error table; the other numbers go to the common reporter.
   std::optional<Action> Settle(const Error& error) {
     event_.errors.push_back(error.number());
-    return ActionFor(error.number());
+    const std::optional<Action> action = ActionFor(error.number());
+    if (action == Action::Leave) session_.ended_by = error;
+    return action;
   }
 
   std::optional<Action> ActionFor(common::ErrorNumber number) {
@@ -312,6 +314,7 @@ void DisplayMessage(Label& target, std::string_view text, double text_colour) {
 
 RunEnd cmdnewconvert_Click(Session& session, Host& host) {
   const common::DialogsScope dialogs(host);
+  session.ended_by.reset();
   return Conversion(session, host).Run();
 }
 

@@ -3,10 +3,12 @@
 // it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "common/dialogs.h"
+#include "common/error.h"
 #include "core/connections.h"
 #include "run/events.h"
 #include "run/run_values.h"
@@ -68,6 +70,8 @@ struct Session {
   core::ConversionSources sources;
   RunValues values;
   settings::PathStrings paths;
+  /// The error that ended the last run by its error table, where one did; the status line tells less.
+  std::optional<common::Error> ended_by;
 };
 
 /// Sets the label's text colour (0 is black), then its caption.

@@ -1,0 +1,161 @@
+"""Drives corvix-cli as a person does: makes an office, converts it, asks, interrupts, and gives it bad input.
+
+Usage: command_line_test.py PATH-OF-CORVIX-CLI
+"""
+import fcntl
+import json
+import os
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+CLI = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else 'corvix-cli'
+
+
+def run(*arguments, text_in=''):
+    return subprocess.run([CLI, *arguments], input=text_in, capture_output=True, text=True, timeout=240)
+
+
+def read_file(path):
+    with open(path, 'rb') as file:
+        return file.read()
+
+
+def write_file(path, content):
+    with open(path, 'wb') as file:
+        file.write(content)
+
+
+class Journey(unittest.TestCase):
+    def setUp(self):
+        self.directory = tempfile.mkdtemp(prefix='corvix-')
+        self.addCleanup(shutil.rmtree, self.directory)
+
+    def office(self, records, duplicates):
+        done = run('sample', self.directory, '--records', str(records), '--duplicates', str(duplicates))
+        self.assertEqual(done.returncode, 0, done.stderr)
+
+    def convert(self, *options, text_in='', target=None):
+        done = run('convert', '--source', self.directory, '--target', target or self.directory, '--json', *options,
+                   text_in=text_in)
+        return done, json.loads(done.stdout) if done.stdout else None
+
+    def dump(self, *arguments):
+        done = run('dump', *arguments)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return [json.loads(line) for line in done.stdout.splitlines()]
+
+    def file(self, name):
+        return os.path.join(self.directory, name)
+
+    def assert_sound(self):
+        done = run('check', self.directory)
+        self.assertEqual(done.returncode, 0, done.stdout)
+
+    def test_a_first_conversion_and_a_second(self):
+        self.office(2000, 0)
+        central = self.dump(self.directory, 'CENTRAL')
+        self.assertEqual(len(central), 2000)
+        done, result = self.convert('--yes')
+        self.assertEqual((done.returncode, result['added'], result['kept']), (0, 2000, 0))
+        self.assertEqual(result['messages'], ['Conversion complete. (2000 records)'])
+        self.assertEqual(result['status'], 'Conversion complete. (2000 records)')
+        rows = self.dump(self.file('FOLVANE.MDB'), 'comps')
+        self.assertEqual({row['CENTRALKEY'].rstrip() for row in rows}, {row['CENTRALKEY'] for row in central})
+        done, result = self.convert('--yes', '--duplicates', 'target')
+        self.assertEqual((result['added'], result['overwritten'], result['kept']), (0, 0, 2000))
+        self.assertEqual(self.dump(self.file('FOLVANE.MDB'), 'comps'), rows)
+        self.assert_sound()
+
+    def test_ten_thousand_records_stay_within_100_mib(self):
+        if 'asan' in CLI:
+            self.skipTest('the sanitizer takes memory of its own')
+        self.office(10000, 50)
+        done, result = self.convert('--yes')
+        self.assertEqual((done.returncode, result['records']), (0, 10000))
+        self.assertLess(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, 100 * 1024)
+
+    def test_the_backup_question(self):
+        self.office(5, 0)
+        done, result = self.convert(text_in='n\n')
+        self.assertEqual((done.returncode, result['records']), (3, 0))
+        self.assertIn('You should have a good backup', done.stderr)
+        done, result = self.convert(text_in='y\n')
+        self.assertEqual((done.returncode, result['added']), (0, 5))
+
+    def test_ask_answers_and_the_end_of_input_stops(self):
+        self.office(200, 100)
+        done, result = self.convert('--yes', '--duplicates', 'ask', text_in='y\nn\nx\ny\na\nn\ny\n')
+        self.assertEqual((done.returncode, result['overwritten']), (3, 3), done.stderr)
+        self.assertEqual(result['messages'], ['Conversion Stopped'])
+        self.assertIn("' was found.  Overwrite?", done.stderr)
+        done, result = self.convert('--yes', '--duplicates', 'ask', text_in='a\ny\n')
+        self.assertEqual((done.returncode, result['kept']), (0, 200 - result['overwritten']))
+        self.assertGreater(result['overwritten'], 100)
+        self.assert_sound()
+
+    def test_an_interrupt_asks_and_stops_after_the_record(self):
+        self.office(60000, 0)
+        process = subprocess.Popen([CLI, 'convert', '--source', self.directory, '--target', self.directory, '--yes',
+                                    '--json'], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   text=True)
+        time.sleep(0.3)
+        process.send_signal(signal.SIGINT)
+        out, err = process.communicate(input='s\n', timeout=120)
+        result = json.loads(out)
+        self.assertEqual(process.returncode, 3, err)
+        self.assertIn('Conversion Temporarily Halted', err)
+        self.assertEqual(result['status'], 'Conversion Cancelled')
+        self.assertEqual(result['messages'], ['Conversion complete. (%d records)' % result['records']])
+        self.assertLess(result['records'], 60000)
+        self.assertEqual(result['added'], result['records'])
+        self.assert_sound()
+
+    def test_bad_input_is_told_and_changes_nothing(self):
+        self.office(20, 0)
+        good = read_file(self.file('FOLVANE.MDB'))
+
+        def attempt(expected_number, *expected_texts):
+            done, result = self.convert('--yes')
+            self.assertEqual(done.returncode, 1, done.stderr)
+            self.assertEqual(result.get('error', {}).get('number'), expected_number, done.stderr)
+            for text in expected_texts:
+                self.assertIn(text, done.stderr)
+
+        lock = open(self.file('FOLVANE.MDB'), 'rb')
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        attempt(3051, 'in use by another program')
+        lock.close()
+        os.chmod(self.file('FOLVANE.MDB'), 0o444)
+        attempt(3051, 'read-only')
+        os.chmod(self.file('FOLVANE.MDB'), 0o644)
+        os.rename(self.file('CENTRAL.CDX'), self.file('away'))
+        attempt(3015, 'CENTRAL.CDX is missing')
+        os.rename(self.file('away'), self.file('CENTRAL.CDX'))
+        self.assertEqual(read_file(self.file('FOLVANE.MDB')), good)
+        write_file(self.file('FOLVANE.MDB'), b'no database at all' * 1000)
+        attempt(3343)
+        write_file(self.file('FOLVANE.MDB'), good[:5 * 4096])
+        attempt(3049, 'FOLVANE.MDB')
+        os.remove(self.file('FOLVANE.MDB'))
+        attempt(None, 'File not found.  Correct and try again', 'FOLVANE.MDB')
+        write_file(self.file('FOLVANE.MDB'), good)
+        os.remove(self.file('PHOTO.DBF'))
+        attempt(None, 'PHOTO.DBF was not found.  Please correct and try again.')
+
+    def test_the_command_line_itself(self):
+        for arguments, code in [(['--help'], 0), (['convert', '--help'], 0), (['--version'], 0), ([], 2),
+                                (['nothing'], 2), (['convert', '--source', '.'], 2),
+                                (['convert', '--source', '.', '--target', '.', '--duplicates', 'both'], 2),
+                                (['dump', self.file('none.mdb'), 'X'], 1), (['check', self.file('none')], 1)]:
+            done = run(*arguments)
+            self.assertEqual(done.returncode, code, (arguments, done.stderr))
+
+
+if __name__ == '__main__':
+    unittest.main()
