@@ -3,7 +3,6 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QLayout>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
@@ -94,11 +93,11 @@ MainWindow::MainWindow(Services services) : services_(std::move(services)) {
   auto* client = new QWidget(this);
   client->setFixedSize(ToPixels(kMainForm.width), ToPixels(kMainForm.height));
   setCentralWidget(client);
-  layout()->setSizeConstraint(QLayout::SetFixedSize);
   MakeControls(*client, MainControls());
   ColourStatusLine(Control<QLabel>(*this, "lblmsg"));
   MakeMenu(*menuBar(), kFileMenu);
   MakeMenu(*menuBar(), kHelpMenu);
+  setFixedSize(client->width(), client->height() + menuBar()->sizeHint().height());
   host_.emplace(*this, session_, services_.dialogs);
   Connect();
   Control<QLineEdit>(*this, "txtCompPath").setFocus();

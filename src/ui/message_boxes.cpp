@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QGridLayout>
 #include <QKeyEvent>
 #include <QMessageBox>
 
@@ -25,12 +26,22 @@ class Question : public QMessageBox {
   void closeEvent(QCloseEvent* event) override { event->ignore(); }
 };
 
+/// Makes the box as wide as lets a window manager show its title whole.
+void FitTitle(QMessageBox& box) {
+  constexpr int kFrame = 130;  // icon, buttons and margins of a title bar
+  auto* grid = qobject_cast<QGridLayout*>(box.layout());
+  if (!grid) return;
+  const int width = box.fontMetrics().horizontalAdvance(box.windowTitle()) + kFrame;
+  grid->addItem(new QSpacerItem(width, 0), grid->rowCount(), 0, 1, grid->columnCount());
+}
+
 template <class Box>
 QMessageBox::StandardButton Show(QMessageBox::Icon icon, std::string_view title, std::string_view text,
                                  QMessageBox::StandardButtons buttons, QMessageBox::StandardButton first) {
   Box box(icon, ToQt(title), ToQt(text).replace("\r\n", "\n"), buttons, QApplication::activeWindow());
   box.setTextFormat(Qt::PlainText);
   box.setDefaultButton(first);
+  FitTitle(box);
   return static_cast<QMessageBox::StandardButton>(box.exec());
 }
 
