@@ -80,6 +80,18 @@ TEST_F(WrittenTable, IndexFile) {
   EXPECT_EQ(ProblemsOf(files_, "HOUSE"), "");
 }
 
+TEST(FoxProWriter, InteriorPagesRepeatTheGreatestEntryOfEachChild) {
+  storage::MemoryFileSystem files;
+  std::vector<std::string> keys;
+  for (int i = 0; i < 100; ++i) keys.push_back(fmt::format("{:03} OAK ST", i * 37 % 100));
+  MakeKeys(files, keys);
+  EXPECT_EQ(Hex(files, "T.CDX", 0x600, 4), "00 10 00 00");
+  EXPECT_EQ(Hex(files, "T.CDX", 0x1000, 12), "01 00 03 00 ff ff ff ff ff ff ff ff");
+  EXPECT_EQ(Hex(files, "T.CDX", 0x100C, 18), "30 34 37 20 4f 41 4b 20 53 54 00 00 00 20 00 00 0a 00");
+  EXPECT_EQ(Hex(files, "T.CDX", 0x101E, 18), "30 39 35 20 4f 41 4b 20 53 54 00 00 00 24 00 00 0c 00");
+  EXPECT_EQ(Hex(files, "T.CDX", 0x1030, 18), "30 39 39 20 4f 41 4b 20 53 54 00 00 00 1c 00 00 0e 00");
+}
+
 TEST(FoxProWriter, RefusesWhatATableCannotHold) {
   storage::MemoryFileSystem files;
   const auto make = [&](NewTable table) {
@@ -95,6 +107,8 @@ TEST(FoxProWriter, RefusesWhatATableCannotHold) {
   EXPECT_THAT(make({.fields = {{"C", 'C', 5}}, .tags = {{.name = "", .key = "C"}}}), StartsWith("5: "));
   EXPECT_THAT(make({.fields = {{"C", 'C', 5}}, .tags = {{.name = "T", .key = "D"}}}), StartsWith("3250: "));
   EXPECT_THAT(make({.fields = {{"C", 'C', 250}}, .tags = {{.name = "T", .key = "C"}}}), StartsWith("5: "));
+  EXPECT_THAT(make({.fields = {{"C", 'C', 5}}, .tags = {{.name = "T", .key = "C", .condition = "C"}}}),
+              StartsWith("5: "));
 
   FoxProWriter writer(files, kDirectory, "T", {.fields = {{"C", 'C', 3}}, .language_driver = 0x01});
   EXPECT_THAT(ErrorOf([&] { writer.SetText(0, "four"); }), StartsWith("3163: "));

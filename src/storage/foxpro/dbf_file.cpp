@@ -13,7 +13,7 @@ using storage::ByteView;
 using storage::ReadByte;
 using storage::ReadLittle;
 
-constexpr std::uint32_t kBlockSize = 8192;
+constexpr std::uint32_t kBlockSize = 2048;
 constexpr std::size_t kCacheBudget = std::size_t{4} << 20;
 constexpr std::size_t kScanSize = std::size_t{256} << 10;
 
