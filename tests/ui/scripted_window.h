@@ -155,6 +155,8 @@ class MemoryWindowTest : public WindowTest {
   static constexpr const char* kSource = "C:\\SRC";
   static constexpr const char* kTarget = "C:\\DST";
 
+  ~MemoryWindowTest() override { window_.reset(); }  // before the engine goes
+
   MemoryWindowTest() {
     WriteIni("MARVEK.INI", "[DIRECTORIES]\r\nDATADIR=C:\\SRC\\\r\n");
     WriteIni("ZELTA.INI", "[DIRECTORIES]\r\nDATADIR=C:\\DST\\\r\n");
