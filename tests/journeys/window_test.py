@@ -1,0 +1,124 @@
+"""Drives the window as a person does, with keys alone, on a virtual screen: convert, interrupt, convert, quit.
+
+Usage: window_test.py PATH-OF-CORVIX PATH-OF-CORVIX-CLI
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+CLI = os.path.abspath(sys.argv.pop())
+WINDOW = os.path.abspath(sys.argv.pop())
+RECORDS = 10000
+TITLE = 'Corvix - Version 7.1.14'
+HALTED = 'Conversion Temporarily Halted'
+
+
+class Screen:
+    """A virtual screen without a window manager, and a keyboard on it."""
+
+    def __init__(self):
+        read_end, write_end = os.pipe()
+        self.server = subprocess.Popen(['Xvfb', '-displayfd', str(write_end), '-screen', '0', '1280x1024x24'],
+                                       pass_fds=[write_end], stderr=subprocess.DEVNULL)
+        os.close(write_end)
+        with os.fdopen(read_end) as number:
+            self.environment = dict(os.environ, DISPLAY=':' + number.readline().strip(), QT_QPA_PLATFORM='xcb')
+
+    def close(self):
+        self.server.terminate()
+        self.server.wait()
+
+    def _xdotool(self, *arguments):
+        return subprocess.run(['xdotool', *arguments], env=self.environment, capture_output=True, text=True).stdout
+
+    def windows(self, title):
+        return set(self._xdotool('search', '--onlyvisible', '--name', '^' + title + '$').split())
+
+    def wait_for(self, title, besides=frozenset(), seconds=60):
+        """The window of that title that is none of `besides`."""
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            found = self.windows(title) - set(besides)
+            if found:
+                return found.pop()
+            time.sleep(0.05)
+        raise AssertionError('no window ' + title)
+
+    def press(self, window, *keys):
+        self._xdotool('windowfocus', '--sync', window)
+        for key in keys:
+            self._xdotool('key', key)
+
+
+@unittest.skipUnless(shutil.which('Xvfb') and shutil.which('xdotool'), 'needs Xvfb and xdotool')
+class WindowJourney(unittest.TestCase):
+    def setUp(self):
+        self.directory = tempfile.mkdtemp(prefix='corvix-')
+        self.addCleanup(shutil.rmtree, self.directory)
+        self.screen = Screen()
+        self.addCleanup(self.screen.close)
+        self.office = os.path.join(self.directory, 'office')
+        os.mkdir(self.office)
+        self.cli('sample', self.office, '--records', str(RECORDS))
+        settings = self.screen.environment['XDG_CONFIG_HOME'] = os.path.join(self.directory, 'settings')
+        os.makedirs(os.path.join(settings, 'corvix'))
+        for name in 'MARVEK.INI', 'ZELTA.INI':
+            with open(os.path.join(settings, 'corvix', name), 'w') as file:
+                file.write('[DIRECTORIES]\nDATADIR=' + self.office.replace('/', '\\') + '\n')
+        self.own_settings = os.path.join(settings, 'corvix', 'CORVIX.INI')
+
+    def cli(self, *arguments):
+        return subprocess.run([CLI, *arguments], capture_output=True, text=True, check=True, timeout=240).stdout
+
+    def start(self):
+        program = subprocess.Popen([WINDOW], env=self.screen.environment)
+        self.addCleanup(program.wait)
+        self.addCleanup(program.kill)
+        return program, self.screen.wait_for(TITLE)
+
+    def count_rows(self):
+        return self.cli('dump', os.path.join(self.office, 'FOLVANE.MDB'), 'COMPS').count('\n')
+
+    def test_convert_interrupt_convert_quit(self):
+        rows_before = self.count_rows()
+        program, main = self.start()
+        self.screen.press(main, *['Tab'] * 5, 'Up', 'Up')  # the option that uses the source
+
+        self.screen.press(main, 'alt+c')
+        question = self.screen.wait_for('Corvix')
+        self.screen.press(question, 'Return')
+        self.screen.press(main, 'Escape')
+        self.screen.press(self.screen.wait_for(HALTED), 'alt+s')
+        self.screen.press(self.screen.wait_for('Corvix', besides=[question]), 'Return')
+        self.screen.press(main, 'alt+c')
+        question = self.screen.wait_for('Corvix')
+        self.screen.press(question, 'Return')
+        self.screen.press(self.screen.wait_for('Corvix', besides=[question]), 'Return')
+
+        self.assertFalse(os.path.exists(self.own_settings))
+        self.screen.press(main, 'alt+q')
+        self.screen.press(self.screen.wait_for(TITLE, besides=[main]), 'y')
+        self.assertEqual(program.wait(timeout=30), 0)
+        with open(self.own_settings) as file:
+            saved = file.read().split()
+        for line in 'DATAFILE=COMPS.DBF', 'DUPLICATE0=1', 'DUPLICATE1=0', 'DUPLICATE2=0', 'CONVERTPHOTOS=1':
+            self.assertIn(line, saved)
+
+        self.assertLess(rows_before, RECORDS)
+        self.assertEqual(self.count_rows(), RECORDS)
+        self.cli('check', self.office)
+
+    def test_a_missing_source_ends_the_start_with_a_message(self):
+        os.remove(os.path.join(self.office, 'PHOTO.DBF'))
+        program = subprocess.Popen([WINDOW], env=self.screen.environment)
+        self.screen.press(self.screen.wait_for('Corvix'), 'Return')
+        self.assertEqual(program.wait(timeout=30), 1)
+        self.assertFalse(os.path.exists(self.own_settings))
+
+
+if __name__ == '__main__':
+    unittest.main()
