@@ -77,6 +77,7 @@ struct Walk {
       if (low && entry <= *low) Fault(number, "node entries out of order");
       if (high && entry > *high) Fault(number, "node entry above the bound of its page");
       Visit(child, depth + 1, low, entry);
+      if (!facts.entries.empty() && facts.entries.back() != entry) ++facts.loose_bounds;
       low = entry;
     }
     if (tail == 0) return Fault(number, "no tail child");

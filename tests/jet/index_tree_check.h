@@ -14,6 +14,7 @@ struct TreeFacts {
   std::vector<Key> entries;         ///< leaf entries in order
   std::set<PageNumber> pages;       ///< root included
   std::size_t depth = 0;            ///< 1: the root is a leaf
+  std::size_t loose_bounds = 0;     ///< node entries above the last entry of their child
   std::size_t prefixed = 0;         ///< pages with a common prefix
   double fill = 0;                  ///< used part of the leaves, 0 to 1
   std::vector<std::string> faults;  ///< broken rules; empty for a sound tree

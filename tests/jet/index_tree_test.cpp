@@ -62,6 +62,7 @@ struct Bench {
     TreeFacts facts = ExamineTree(pager, root, kTable);
     EXPECT_THAT(facts.faults, IsEmpty());
     EXPECT_EQ(facts.pages, pages.used());
+    EXPECT_EQ(facts.loose_bounds, 0u);
     EXPECT_TRUE(std::ranges::equal(facts.entries, model));
     return facts;
   }

@@ -69,8 +69,14 @@ bool IndexTree::Erase(ByteView key, RowRef row) {
   const PageEdit edit = pager_.Edit(step.page);
   IndexPageEdit leaf(edit);
   ++version_;
+  const bool was_last = step.entry.end == leaf.used();
   leaf.Erase(step.entry);
-  if (leaf.IsEmpty() && depth_ > 0) RemovePage(depth_);
+  if (leaf.IsEmpty()) {
+    if (depth_ > 0) RemovePage(depth_);
+  } else if (was_last) {
+    leaf.Get(leaf.Last(), entry_);
+    SetBound(depth_);
+  }
   return true;
 }
 
@@ -282,6 +288,21 @@ void IndexTree::Unlink(PageNumber page) {
     IndexPageEdit(*neighbour).SetPrevious(left);
 }
 
+/// entry_ is the last entry below the page at `depth` of the path now; keeps T2.
+void IndexTree::SetBound(std::size_t depth) {
+  while (depth-- > 0) {
+    Step& step = path_[depth];
+    const PageEdit page = pager_.Edit(step.page);
+    IndexPageEdit node(page);
+    if (node.IsEnd(step.entry)) continue;
+    SetSeparator(entry_, node.Child(step.entry));
+    node.Erase(step.entry);
+    step.entry = node.LowerBound(entry_);
+    AddToParent(depth + 1, 0);
+    return;
+  }
+}
+
 /// Takes an empty leaf of the path out of the tree, and nodes that are left without a child with it.
 void IndexTree::RemovePage(std::size_t depth) {
   last_leaf_ = 0;
@@ -296,7 +317,9 @@ void IndexTree::RemovePage(std::size_t depth) {
     } else if (!node.IsEmpty()) {  // the tail child is gone, the last listed one takes its place
       const EntrySpan last = node.Last();
       node.SetTail(node.Child(last));
+      node.Get(last, entry_);
       node.Erase(last);
+      SetBound(depth);
     } else if (depth > 0) {
       continue;
     } else {

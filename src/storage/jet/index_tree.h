@@ -5,7 +5,8 @@
 //   Invariants (T1-T3 are demanded of files that are read, the others are kept):
 //   T1  Entries ascend strictly, within a page and from leaf to leaf.
 //   T2  Everything below child i of a node is <= the node's entry i and > its entry i-1; everything below
-//       the tail child is above the last entry. The entry need not equal the child's last one.
+//       the tail child is above the last entry. The trees that we write have the last entry below the child
+//       as its bound.
 //   T3  Every page names the table's definition page as its owner.
 //   T4  The pages of each level, nodes too, are linked in order through previous and next.
 //   T5  No leaf but the root is empty.
@@ -118,6 +119,7 @@ class IndexTree {
   void SetSeparator(storage::ByteView entry, PageNumber child);
   void LinkLeftOf(const PageEdit& fresh, const PageEdit& old);
   std::optional<PageEdit> EditNeighbour(PageNumber page, bool leaf, bool left, PageNumber of);
+  void SetBound(std::size_t depth);
   void RemovePage(std::size_t depth);
   void Unlink(PageNumber page);
   void CollapseRoot();
