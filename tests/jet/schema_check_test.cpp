@@ -1,0 +1,304 @@
+// The checker: silent about sound files, and about every kind of damage it says where and what.
+#include <cstdint>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "common/error.h"
+#include "jet/schema_sample.h"
+#include "storage/base/bytes.h"
+#include "storage/jet/catalog.h"
+#include "storage/jet/jet_check.h"
+#include "storage/jet/page.h"
+#include "storage/jet/table_definition.h"
+#include "storage/jet/usage_map.h"
+#include "support/jet_files.h"
+
+namespace corvix::jet {
+namespace {
+
+using storage::ByteSpan;
+using storage::ReadLittle;
+using storage::WriteLittle;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Bytes = std::vector<std::byte>;
+
+std::vector<std::string> Texts(const std::vector<Finding>& findings) {
+  std::vector<std::string> texts;
+  for (const Finding& finding : findings) texts.push_back(finding.text);
+  return texts;
+}
+
+CheckReport CheckFile(storage::FileSystem& files, const std::filesystem::path& path) {
+  const auto pager = test::OpenPager(files, path);
+  return CheckDatabase(*pager);
+}
+
+CheckReport CheckBytes(const Bytes& bytes) {
+  storage::MemoryFileSystem files;
+  files.Open("damaged.mdb", storage::OpenMode::Create);
+  files.Contents("damaged.mdb") = bytes;
+  return CheckFile(files, "damaged.mdb");
+}
+
+TEST(CheckDatabase, SharedFilesHaveTheFaultsThatAreKnownAndNoOthers) {
+  const auto files = test::SharedJetFiles();
+  if (files.empty()) GTEST_SKIP() << "no shared files";
+  const std::map<std::string, std::vector<std::string>> known{
+      {"testIndexCodes.mdb", {"table Table1 is said to have 274 rows, but has 275"}},
+      {"unicodeText.mdb",
+       {"index Unicode of Table: its 8 entries are not those of the 8 rows that it covers",
+        "index Unicode of Table: row 55/7 has no entry",
+        "index Unicode of Table: the entry of row 55/7 is not that of its values"}}};
+  storage::PosixFileSystem system;
+  std::size_t entries = 0;
+  for (const auto& file : files) {
+    SCOPED_TRACE(file.string());
+    const CheckReport report = CheckFile(system, file);
+    const auto expected = known.find(file.filename().string());
+    EXPECT_EQ(Texts(report.problems),
+              expected == known.end() ? std::vector<std::string>() : expected->second);
+    entries += report.index_entries;
+    EXPECT_EQ(report.lost_pages > 0,
+              file.filename() == "test.mdb" || file.filename() == "testIndexCodes.mdb");
+    if (file.parent_path().filename() == "folvane-60") {
+      EXPECT_THAT(Texts(report.notes), Contains(HasSubstr("5 copies of moved rows that nothing points to")));
+    }
+  }
+  EXPECT_EQ(entries, 31400U);
+}
+
+// A sound file in memory, and where its structures lie.
+class Damage : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    storage::MemoryFileSystem files;
+    test::MakeSample(files, "sample.mdb", 800);
+    sound_ = new Bytes(files.Contents("sample.mdb"));
+    const auto pager = test::OpenPager(files, "sample.mdb");
+    const Catalog catalog(*pager);
+    tables_ = new std::map<std::string, TableDefinition>;
+    for (const CatalogObject& object : catalog.objects()) {
+      if (object.IsTable())
+        tables_->emplace(object.name, ReadTableDefinition(*pager, object.DefinitionPage()));
+    }
+    comps_data_ = *UsageMap(*pager, Table("COMPS").owned_pages).First();
+    kinds_data_ = *UsageMap(*pager, Table("Kinds").owned_pages).First();
+    story_page_ = *UsageMap(*pager, Table("Kinds").FindLongValues(11)->owned).First();
+  }
+  static void TearDownTestSuite() {
+    delete sound_;
+    delete tables_;
+  }
+
+  static const TableDefinition& Table(const std::string& name) { return tables_->at(name); }
+  static ByteSpan PageOf(Bytes& bytes, PageNumber page) {
+    return storage::Slice(ByteSpan(bytes), page * kPageSize, kPageSize);
+  }
+  static std::size_t CellOffset(ByteSpan page, std::size_t row) {
+    return ReadLittle<std::uint16_t>(page, data_page::kRowTable + 2 * row) & data_page::kOffsetMask;
+  }
+  static PageNumber RootOf(const std::string& table, const std::string& index) {
+    const TableDefinition& definition = Table(table);
+    return definition.real_indexes[definition.FindIndex(index)->real_index].root;
+  }
+  // The first leaf below a root that is a node.
+  static PageNumber FirstLeaf(Bytes& bytes, PageNumber root) {
+    const ByteSpan page = PageOf(bytes, root);
+    std::size_t end = 1;  // of the first entry
+    while ((std::to_integer<unsigned>(page[index_page::kBitmap + end / 8]) >> (end % 8) & 1) == 0) ++end;
+    return storage::ReadBig<std::uint32_t>(page, index_page::kEntries + end - 4);
+  }
+
+  static Bytes* sound_;
+  static std::map<std::string, TableDefinition>* tables_;
+  static PageNumber comps_data_;
+  static PageNumber kinds_data_;
+  static PageNumber story_page_;
+};
+
+Bytes* Damage::sound_ = nullptr;
+std::map<std::string, TableDefinition>* Damage::tables_ = nullptr;
+PageNumber Damage::comps_data_ = 0;
+PageNumber Damage::kinds_data_ = 0;
+PageNumber Damage::story_page_ = 0;
+
+TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
+  const auto flip = [](ByteSpan bytes, std::size_t offset, unsigned bits) {
+    bytes[offset] ^= std::byte(bits);
+  };
+  const auto flip_in_map = [](Bytes& bytes, RowRef cell, PageNumber page) {
+    const ByteSpan map_page = PageOf(bytes, cell.page);
+    const ByteSpan map = map_page.subspan(CellOffset(map_page, cell.row));
+    ASSERT_EQ(map[0], std::byte{0}) << "the map is not inline";
+    const std::size_t bit = page - ReadLittle<std::uint32_t>(map, 1);
+    map[5 + bit / 8] ^= std::byte{1} << bit % 8;
+  };
+  struct Case {
+    const char* name;
+    std::function<void(Bytes&)> harm;
+    const char* message;
+  };
+  const std::vector<Case> cases{
+      {"signature", [&](Bytes& b) { flip(b, header::kSignature, 1); }, "not an Access database"},
+      {"system page", [&](Bytes& b) { flip(b, header::kSystemTables, 1); },
+       "does not name the pages of the catalogue"},
+      {"cut in a page", [&](Bytes& b) { b.resize(b.size() - 100); }, "no whole page"},
+      {"cut by pages", [&](Bytes& b) { b.resize(b.size() / 2 / kPageSize * kPageSize); },
+       "beyond the end of the file"},
+      {"definition magic", [&](Bytes& b) { flip(PageOf(b, Table("COMPS").page), definition::kMagic, 1); },
+       "the definition of COMPS has 0x58 at byte 12; 0x59 was expected"},
+      {"row count", [&](Bytes& b) { flip(PageOf(b, Table("COMPS").page), definition::kRowCount, 1); },
+       "table COMPS is said to have 801 rows, but has 800"},
+      {"autonumber", [&](Bytes& b) { flip(PageOf(b, Table("COMPS").page), definition::kAutonumber + 1, 2); },
+       "the last number given out is said to be 288, but column RECID has 800"},
+      {"fixed offset",
+       [&](Bytes& b) {
+         flip(PageOf(b, Table("Children").page),
+              definition::kCounters + 2 * 12 + 25 + column_descriptor::kFixedOffset, 5);
+       },
+       "columns Id and Parent of Children overlap"},
+      {"free field", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kFree, 8); },
+       "bytes are free; there are"},
+      {"owner", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kOwner, 1); },
+       "as its owner instead of"},
+      {"slot", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kRowTable + 3, 8); },
+       "starts at byte"},
+      {"deleted", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kRowTable + 1, 0xC0); },
+       "there is an entry for row"},
+      {"pointer", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kRowTable + 1, 0x40); },
+       "to have moved to"},
+      {"row columns",
+       [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 2), 64); },
+       "columns, the table 35"},
+      {"null mask",
+       [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 2) - 5, 2); },
+       "is not that of its values"},
+      {"variable offset",
+       [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 2) - 8, 0x80); },
+       "its variable columns"},
+      {"text", [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 0) + 90, 2); },
+       "index CENTRALKEY of COMPS"},
+      {"owned map", [&](Bytes& b) { flip_in_map(b, Table("COMPS").owned_pages, comps_data_); },
+       "said to have 800 rows, but has"},
+      {"free map", [&](Bytes& b) { flip_in_map(b, Table("COMPS").free_space, kinds_data_); },
+       "but does not belong to it"},
+      {"map taken twice",
+       [&](Bytes& b) {
+         WriteLittle(PageOf(b, Table("COMPS").page), definition::kOwnedMap,
+                     Table("Kinds").owned_pages.Packed());
+       },
+       "serves something else too"},
+      {"page taken twice", [&](Bytes& b) { flip_in_map(b, Table("Kinds").owned_pages, comps_data_); },
+       "is used twice"},
+      {"free but used",
+       [&](Bytes& b) {
+         flip_in_map(b, {kGlobalMapPage, 0}, comps_data_);
+       },
+       "is marked as free"},
+      {"value length",
+       [&](Bytes& b) {
+         const ByteSpan page = PageOf(b, story_page_);
+         WriteLittle(page, data_page::kRowTable, static_cast<std::uint16_t>(CellOffset(page, 0) + 8));
+       },
+       "of its"},
+      {"value deleted", [&](Bytes& b) { flip(PageOf(b, story_page_), data_page::kRowTable + 1, 0xC0); },
+       "where no value is"},
+      {"entry", [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByKey")), index_page::kEntries + 12, 1); },
+       "is not that of its values"},
+      {"order", [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByKey")), index_page::kEntries + 1, 0x40); },
+       "is out of order"},
+      {"entry end", [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByKey")), index_page::kBitmap, 2); },
+       "an entry that ends where none can"},
+      {"prefix",
+       [&](Bytes& b) {
+         flip(PageOf(b, FirstLeaf(b, RootOf("COMPS", "CENTRALKEY"))), index_page::kPrefix, 1);
+       },
+       "index CENTRALKEY of COMPS"},
+      {"index free field",
+       [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByName")), index_page::kFree, 1); },
+       "index ByName of Kinds: page"},
+      {"leaf link",
+       [&](Bytes& b) { flip(PageOf(b, FirstLeaf(b, RootOf("COMPS", "CityIdx"))), index_page::kNext, 1); },
+       "as next instead of"},
+      {"tail child",
+       [&](Bytes& b) { WriteLittle(PageOf(b, RootOf("COMPS", "CityIdx")), index_page::kTail, kinds_data_); },
+       "is used twice"},
+      {"root",
+       [&](Bytes& b) {
+         WriteLittle(PageOf(b, RootOf("COMPS", "CityIdx")), index_page::kTail, RootOf("COMPS", "CityIdx"));
+       },
+       "is used twice"},
+      {"page type", [&](Bytes& b) { flip(PageOf(b, FirstLeaf(b, RootOf("COMPS", "PriceIdx"))), 0, 1); },
+       "index PriceIdx of COMPS"},
+      {"missing parent",
+       [&](Bytes& b) {  // the key of a row that others refer to, in the row and in its entry
+         const ByteSpan leaf = PageOf(b, RootOf("Parents", "PrimaryKey"));
+         flip(leaf, index_page::kEntries + 2 * 9 + 4, 0x80);
+         ByteSpan data = storage::Slice(ByteSpan(b), 0, b.size());
+         for (std::size_t page = 6; page < b.size() / kPageSize; ++page) {
+           const ByteSpan each = PageOf(b, static_cast<PageNumber>(page));
+           if (DataPage::IsOwnedBy(each, Table("Parents").page)) flip(each, CellOffset(each, 2) + 2, 0x80);
+         }
+       },
+       "relationship ParentsChildren: row"},
+      {"relation back",
+       [&](Bytes& b) {
+         const TableDefinition& table = Table("Children");
+         const std::size_t logical = definition::kCounters + 2 * 12 + 2 * 25 + (2 + 4) + (2 + 12) + 2 * 52;
+         flip(PageOf(b, table.page), logical + logical_index::kOtherIndex, 3);
+       },
+       "which does not name it back"},
+  };
+  EXPECT_THAT(Texts(CheckBytes(*sound_).problems), ElementsAre());
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.name);
+    Bytes bytes = *sound_;
+    each.harm(bytes);
+    EXPECT_THAT(Texts(CheckBytes(bytes).problems), Contains(HasSubstr(each.message)));
+  }
+}
+
+// Whatever the bytes are, the check ends and reports; errors of another kind than damage would be faults of
+// ours.
+TEST_F(Damage, AtRandomNeverStopsTheCheck) {
+  std::vector<Bytes> files{*sound_};
+  if (const auto folder = test::SharedFile("fixtures/mdb/real")) {
+    storage::PosixFileSystem system;
+    for (const char* name : {"indexTest.mdb", "test2.mdb", "pivot_small.mdb"}) {
+      const auto file = system.Open(*folder / name, storage::OpenMode::Read);
+      files.emplace_back(file->Size());
+      file->ReadAt(0, files.back());
+    }
+  }
+  constexpr int kCases = 300;
+  int found = 0;
+  for (int seed = 0; seed < kCases; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
+    Bytes bytes = files[random() % files.size()];
+    const std::size_t damaged = 1 + random() % 16;
+    for (std::size_t i = 0; i < damaged; ++i) {
+      // Heads of pages are where structure is; half of the damage goes there.
+      const std::size_t page = random() % (bytes.size() / kPageSize);
+      const std::size_t offset = random() % (random() % 2 == 0 ? 64 : kPageSize);
+      bytes[page * kPageSize + offset] = static_cast<std::byte>(random());
+    }
+    if (random() % 8 == 0) bytes.resize(random() % bytes.size());
+    try {
+      if (!CheckBytes(bytes).IsClean()) ++found;
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
+    }
+  }
+  EXPECT_GT(found, kCases * 3 / 4);
+}
+
+}  // namespace
+}  // namespace corvix::jet
