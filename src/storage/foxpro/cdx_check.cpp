@@ -109,7 +109,7 @@ class TreeWalk {
       if (last_ && CompareEntries(last_->key, last_->record, key, record) >= 0) {  // invariant 2
         Problem(offset, fmt::format("entry {} (record {}) does not come after the one before it", i, record));
       }
-      if (!last_) last_.emplace();
+      if (!last_) last_ = Entry();
       last_->key.assign(key.begin(), key.end());
       last_->record = record;
       ++facts_.entries;

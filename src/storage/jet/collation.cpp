@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t kMaxUnits = 255;        // code units that enter a key
 constexpr std::size_t kMaxUtf8 = 768;         // bytes that hold the first 255 units of any text
-constexpr std::size_t kMaxWeight = 4;         // bytes
 constexpr std::size_t kMaxUnitElements = 3;   // of one code unit
 constexpr std::size_t kUnprintableEntry = 4;  // bytes
 constexpr std::byte kEndOfText{0x00};
