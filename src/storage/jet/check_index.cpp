@@ -33,12 +33,6 @@ std::uint64_t Mix(std::uint64_t value) {
   return value ^ value >> 31;
 }
 
-int Order(ByteView a, ByteView b) {
-  const int order = std::memcmp(a.data(), b.data(), std::min(a.size(), b.size()));
-  if (order != 0) return order;
-  return a.size() < b.size() ? -1 : (a.size() > b.size() ? 1 : 0);
-}
-
 ByteView KeyOf(ByteView entry) { return entry.first(entry.size() - kEntryRowLength); }
 
 }  // namespace
@@ -236,7 +230,7 @@ void IndexChecker::WalkNode(const Page& page, std::size_t depth) {
     child = ReadBig<std::uint32_t>(bound, bound.size() - kChildLength);
     bound.resize(bound.size() - kChildLength);
     Walk(child, depth + 1);
-    if (Order(floor_, bound) > 0) {
+    if (CompareBytes(floor_, bound) > 0) {
       Problem(page.number(), "node {} puts too low a bound on its child {}", page.number(), child);
     }
     floor_ = bound;
@@ -251,7 +245,7 @@ void IndexChecker::WalkNode(const Page& page, std::size_t depth) {
 
 void IndexChecker::SeeEntry(ByteView entry, PageNumber page) {
   stored_.Add(entry);
-  if (!floor_.empty() && Order(entry, floor_) <= 0) {
+  if (!floor_.empty() && CompareBytes(entry, floor_) <= 0) {
     Problem(page, "the entry of row {} on page {} is out of order", At(RowOfEntry(entry)), page);
   }
   if (!last_.empty() && std::ranges::equal(KeyOf(entry), KeyOf(last_))) {
