@@ -35,7 +35,7 @@ constexpr int kFirstLine = 330;
 constexpr int kLineHeight = 315;
 constexpr int kCellHeight = 285;
 constexpr int kCaptionLeft = 105;
-constexpr int kCaptionWidth = 1260;
+constexpr int kCaptionWidth = 1170;
 constexpr int kSignWidth = 150;  // left of a cell
 
 /// Left edge and width of a cell.
@@ -43,9 +43,9 @@ struct Column {
   int left;
   int width;
 };
-constexpr std::array kWhole{Column{1530, 2700}};
-constexpr std::array kCityStateZip{Column{1530, 1050}, Column{2730, 360}, Column{3240, 990}};
-constexpr std::array kThirds{Column{1530, 795}, Column{2475, 795}, Column{3420, 810}};
+constexpr std::array kWhole{Column{1440, 2790}};
+constexpr std::array kCityStateZip{Column{1440, 1140}, Column{2730, 360}, Column{3240, 990}};
+constexpr std::array kThirds{Column{1440, 825}, Column{2415, 825}, Column{3390, 840}};
 constexpr std::array<std::string_view, 3> kRoomCaptions{"Rms", "BedRm", "Bath"};
 
 std::span<const Column> ColumnsOf(const run::PromptRow& row) {
