@@ -55,6 +55,11 @@ TEST(JetDatabase, SaysWhyAFileCannotBeOpened) {
     EXPECT_EQ(OpenError(files, path, Access::ReadOnly).number(), common::kFileInUse);
     EXPECT_THAT(OpenError(files, path).text(), HasSubstr("another program"));
   }
+  {
+    const auto reader = OpenJetDatabase(files, path, Access::ReadOnly);
+    EXPECT_EQ(OpenError(files, path, Access::ReadOnly).number(), 0);
+    EXPECT_THAT(OpenError(files, path).text(), HasSubstr("this program"));
+  }
   EXPECT_EQ(OpenError(files, path).number(), 0);
   EXPECT_TRUE(std::ranges::equal(files.List(directory.path()), std::vector<std::string>{"FOLVANE.MDB"}))
       << "nothing stays behind";

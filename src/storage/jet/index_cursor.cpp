@@ -53,18 +53,21 @@ IndexTree::Loaded IndexTree::EndLeaf(bool first) const {
 }
 
 std::optional<RowRef> IndexTree::Find(ByteView key) {
+  std::optional<RowRef> row;
   // Only keys of empty binary values begin longer keys, so this rarely goes round twice.
   for (bool found = finder_.LowerBound(key); found; found = finder_.Next()) {
     const ByteView candidate = finder_.key();
     if (candidate.size() < key.size() || !std::ranges::equal(candidate.first(key.size()), key)) break;
-    if (candidate.size() == key.size()) return finder_.row();
+    if (candidate.size() > key.size()) continue;
+    row = finder_.row();
+    break;
   }
-  return std::nullopt;
+  finger_ = finder_.valid() ? finder_.leaf_ : 0;
+  finger_version_ = version();
+  return row;
 }
 
-bool IndexTree::Cursor::PlaceIsKnown() const {
-  return version_ == tree_->version_ && undo_count_ == tree_->pager_.undo_count();
-}
+bool IndexTree::Cursor::PlaceIsKnown() const { return version_ == tree_->version(); }
 
 bool IndexTree::Cursor::StandOn(const IndexPage& page, EntrySpan span, Order order, ByteView bound) {
   if (order != Order::Any) {
@@ -76,8 +79,7 @@ bool IndexTree::Cursor::StandOn(const IndexPage& page, EntrySpan span, Order ord
   page.Get(span, entry_);
   leaf_ = page.place().page;
   span_ = span;
-  version_ = tree_->version_;
-  undo_count_ = tree_->pager_.undo_count();
+  version_ = tree_->version();
   valid_ = true;
   return true;
 }

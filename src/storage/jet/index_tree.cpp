@@ -22,7 +22,7 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
   }
   entry_.assign(key.begin(), key.end());
   AppendRow(entry_, row);
-  if (AppendToLastLeaf()) return true;
+  if (InsertAtFinger() || AppendToLastLeaf()) return true;
 
   Descend(entry_);
   const Step step = path_[depth_];
@@ -36,6 +36,23 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
   } else if (leaf.next() == 0) {
     RememberLastLeaf(step.page);
   }
+  return true;
+}
+
+/// An entry between two entries of a leaf belongs into that leaf; so one whose key was just sought needs no
+/// second descent.
+bool IndexTree::InsertAtFinger() {
+  if (finger_ == 0 || finger_version_ != version()) return false;
+  EntrySpan place;
+  {
+    const Loaded loaded = Read(finger_);
+    const IndexPage& page = loaded.page;
+    place = page.LowerBound(entry_);
+    if (page.IsEnd(place) || place == page.First() || page.Compare(place, entry_) == 0) return false;
+  }
+  const PageEdit edit = pager_.Edit(finger_);
+  if (!IndexPageEdit(edit).Insert(place, entry_, list_)) return false;
+  ++version_;
   return true;
 }
 
@@ -85,10 +102,7 @@ void IndexTree::Descend(ByteView target) {
   PageNumber page = root_;
   for (depth_ = 0; depth_ < kMaxDepth; ++depth_) {
     Loaded loaded = Read(page);
-    if (!loaded.page.IsLeaf()) {
-      CompleteNode(page);
-      loaded = Read(page);
-    }
+    if (CompleteNode(loaded.page)) loaded = Read(page);
     const EntrySpan entry = loaded.page.LowerBound(target);
     path_[depth_] = {page, entry};
     if (loaded.page.IsLeaf()) return;
@@ -97,19 +111,18 @@ void IndexTree::Descend(ByteView target) {
   ThrowTooDeep(page);
 }
 
-/// A node of a writer that lists its last child gets a tail child instead, as changes rely on one.
-void IndexTree::CompleteNode(PageNumber page) {
-  {
-    const Loaded loaded = Read(page);
-    const IndexPage& node = loaded.page;
-    if (node.IsEmpty() || (node.tail() != 0 && node.tail() != node.Child(node.Last()))) return;
-  }
-  const PageEdit edit = pager_.Edit(page);
+/// A node of a writer that lists its last child gets a tail child instead, as changes rely on one. False when
+/// there was nothing to do.
+bool IndexTree::CompleteNode(const IndexPage& page) {
+  if (page.IsLeaf() || page.IsEmpty()) return false;
+  const PageNumber last_child = page.Child(page.Last());
+  if (page.tail() != 0 && page.tail() != last_child) return false;
+  const PageEdit edit = pager_.Edit(page.place().page);
   IndexPageEdit node(edit);
-  const EntrySpan last = node.Last();
-  node.SetTail(node.Child(last));
-  node.Erase(last);
+  node.SetTail(last_child);
+  node.Erase(node.Last());
   ++version_;
+  return true;
 }
 
 PageEdit IndexTree::NewPage(PageType type) {

@@ -50,6 +50,8 @@ class IndexTree {
   bool Erase(storage::ByteView key, RowRef row);
   /// Row of the first entry with exactly this key.
   std::optional<RowRef> Find(storage::ByteView key);
+  /// Changes whenever the entries may have changed.
+  std::uint64_t version() const { return version_ + pager_.undo_count(); }
 
   class Cursor {
    public:
@@ -69,6 +71,7 @@ class IndexTree {
     RowRef row() const { return RowOfEntry(entry_); }
 
    private:
+    friend class IndexTree;
     enum class Order { Any, NotBelow, Above, Below };  // of an entry against a bound
 
     bool Seek(storage::ByteView target);
@@ -81,8 +84,7 @@ class IndexTree {
     Key target_;
     PageNumber leaf_ = 0;
     EntrySpan span_;
-    std::uint64_t version_ = 0;     // of the tree,
-    std::uint64_t undo_count_ = 0;  // and of the pager, when leaf_ and span_ were right
+    std::uint64_t version_ = 0;  // of the tree, when leaf_ and span_ were right
     bool valid_ = false;
   };
 
@@ -106,7 +108,8 @@ class IndexTree {
   [[noreturn]] void ThrowTooDeep(PageNumber page) const;
 
   void Descend(storage::ByteView target);
-  void CompleteNode(PageNumber page);
+  bool CompleteNode(const IndexPage& page);
+  bool InsertAtFinger();
   bool AppendToLastLeaf();
   void RememberLastLeaf(PageNumber page);
   PageEdit NewPage(PageType type);
@@ -128,8 +131,10 @@ class IndexTree {
   PageNumber root_;
   PageNumber table_;
   IndexPages* pages_;
-  std::uint64_t version_ = 0;  // changes with every change of the tree
+  std::uint64_t version_ = 0;  // counts the changes
   Cursor finder_{*this};
+  PageNumber finger_ = 0;             // the leaf that Find ended in,
+  std::uint64_t finger_version_ = 0;  // and version() then
   PageNumber last_leaf_ = 0;          // the rightmost leaf, where known,
   std::uint64_t last_leaf_undo_ = 0;  // and the pager's undo count when it was
 

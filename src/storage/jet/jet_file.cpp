@@ -87,6 +87,7 @@ std::shared_ptr<JetFile> JetFile::Open(storage::FileSystem& files, const fs::pat
     if (found != open_files.end()) {
       auto file = found->second.lock();
       if (access == core::Access::ReadOnly || !file->pager().read_only()) return file;
+      ThrowDenied("The database is open for reading in this program; close it there and try again", path);
     }
   }
   const bool read_only = access == core::Access::ReadOnly;
