@@ -177,6 +177,13 @@ TEST(FoxProRecordSet, FilesAreFoundWithoutRegardToCase) {
     records->SelectIndex("p");
     EXPECT_EQ(records->FindField("pictid"), 0u);
   }
+  for (const char* name : {"HOMES", "homes"}) {  // two tables that differ in case only
+    FoxProWriter homes(files, kDirectory, name,
+                       {.fields = {{"A", 'C', 5}}, .tags = {{.name = std::string(name), .key = "A"}}});
+    homes.Finish();
+  }
+  EXPECT_EQ(Open(files, "homes")->Tags()[0].name, "homes");
+  EXPECT_EQ(Open(files, "Homes")->Tags()[0].name, "HOMES");
   EXPECT_THAT(ErrorOf([&] { Open(files, "PHOTOS"); }), AllOf(StartsWith("3011"), HasSubstr("PHOTOS.DBF")));
 }
 

@@ -92,6 +92,14 @@ TEST(FoxProWriter, InteriorPagesRepeatTheGreatestEntryOfEachChild) {
   EXPECT_EQ(Hex(files, "T.CDX", 0x1030, 18), "30 39 39 20 4f 41 4b 20 53 54 00 00 00 1c 00 00 0e 00");
 }
 
+TEST(FoxProWriter, PaddingIsNeverCountedAsRepeated) {
+  storage::MemoryFileSystem files;
+  MakeKeys(files, {"", " A", "  A"});
+  // Three keys that begin with blanks: the blank one is all padding, so the next one repeats nothing of it.
+  EXPECT_EQ(Hex(files, "T.CDX", 0xA18, 6), "01 a0 03 70 02 81");
+  EXPECT_EQ(Hex(files, "T.CDX", 0xBFC, 4), "41 20 20 41");
+}
+
 TEST(FoxProWriter, RefusesWhatATableCannotHold) {
   storage::MemoryFileSystem files;
   const auto make = [&](NewTable table) {

@@ -10,8 +10,8 @@
 
 namespace corvix::test {
 
-/// The file or folder at `relative` inside the shared folder (environment variable CORVIX_SHARED, else a folder
-/// `shared` beside the checkout); none when it is not there.
+/// The file or folder at `relative` inside the shared folder (environment variable CORVIX_SHARED, else a
+/// folder `shared` beside the checkout); none when it is not there.
 inline std::optional<std::filesystem::path> SharedFile(std::string_view relative) {
   namespace fs = std::filesystem;
   const char* set = std::getenv("CORVIX_SHARED");

@@ -63,6 +63,9 @@ class FileSystem {
   virtual std::vector<std::string> List(const std::filesystem::path& directory) = 0;
   /// A text that is equal for two paths exactly when they reach the same file; none when there is no file.
   virtual std::optional<std::string> Identity(const std::filesystem::path& path) = 0;
+  /// The path with symbolic links followed, so that all names of a file give one path; unchanged when there is
+  /// nothing to follow.
+  virtual std::filesystem::path Resolve(const std::filesystem::path& path) { return path; }
   virtual std::uint64_t FreeSpace(const std::filesystem::path& directory) = 0;
 };
 

@@ -242,6 +242,12 @@ std::optional<std::string> PosixFileSystem::Identity(const fs::path& path) {
   return fmt::format("{}:{}", info.st_dev, info.st_ino);
 }
 
+fs::path PosixFileSystem::Resolve(const fs::path& path) {
+  std::error_code error;
+  fs::path resolved = fs::canonical(path, error);
+  return error ? path : resolved;
+}
+
 std::uint64_t PosixFileSystem::FreeSpace(const fs::path& directory) {
   std::error_code error;
   const auto space = fs::space(directory.empty() ? fs::path(".") : directory, error);

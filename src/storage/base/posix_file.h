@@ -21,6 +21,7 @@ class PosixFileSystem : public FileSystem {
   void SyncDirectory(const std::filesystem::path& directory) override;
   std::vector<std::string> List(const std::filesystem::path& directory) override;
   std::optional<std::string> Identity(const std::filesystem::path& path) override;
+  std::filesystem::path Resolve(const std::filesystem::path& path) override;
   std::uint64_t FreeSpace(const std::filesystem::path& directory) override;
 };
 

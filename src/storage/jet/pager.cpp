@@ -128,12 +128,14 @@ class Pager::Impl {
 
   void Checkpoint() {
     if (savepoint_open_) throw std::logic_error("Checkpoint inside a savepoint");
-    if (!changed_) return;
-    WriteFrames([](const Frame& frame) { return frame.dirty; });
-    if (journal_) journal_->Reset();
-    checkpoint_pages_ = page_count_;
-    saved_.clear();
-    changed_ = false;
+    if (changed_) {
+      WriteFrames([](const Frame& frame) { return frame.dirty; });
+      checkpoint_pages_ = page_count_;
+      saved_.clear();
+      changed_ = false;
+      reset_pending_ = journal_ != nullptr;
+    }
+    ResetJournal();
   }
 
   bool OpenSavepoint() {
@@ -178,7 +180,8 @@ class Pager::Impl {
   const bool read_only_;
   PageNumber page_count_ = 0;
   std::uint32_t key_ = 0;
-  bool changed_ = false;  // since the last checkpoint
+  bool changed_ = false;        // since the last checkpoint
+  bool reset_pending_ = false;  // the journal still holds the checkpoint before
   std::uint64_t pages_written_ = 0;
   std::uint64_t undo_count_ = 0;
 
@@ -290,8 +293,17 @@ class Pager::Impl {
     return buffer;
   }
 
+  /// The file holds a checkpoint. Should the journal fail to forget the one before, it is asked again before
+  /// the next change.
+  void ResetJournal() {
+    if (!reset_pending_) return;
+    journal_->Reset();
+    reset_pending_ = false;
+  }
+
   void BeginChanges() {
     if (changed_) return;
+    ResetJournal();
     if (journal_) journal_->Begin(file_->Size());
     changed_ = true;
   }
@@ -404,7 +416,7 @@ const std::filesystem::path& Pager::path() const { return impl_->path_; }
 storage::File& Pager::file() { return *impl_->file_; }
 void Pager::SetDatabaseKey(std::uint32_t key) { impl_->key_ = key; }
 void Pager::Checkpoint() { impl_->Checkpoint(); }
-bool Pager::dirty() const { return impl_->changed_; }
+bool Pager::dirty() const { return impl_->changed_ || impl_->reset_pending_; }
 std::uint64_t Pager::pages_written() const { return impl_->pages_written_; }
 std::uint64_t Pager::undo_count() const { return impl_->undo_count_; }
 
