@@ -9,3 +9,7 @@ if(CORVIX_SANITIZE)
   target_compile_options(corvix_warnings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(corvix_warnings INTERFACE -fsanitize=address,undefined)
 endif()
+if(CORVIX_FUZZ)
+  # clang only; its conversion warnings differ from those of GCC, which the ordinary builds obey
+  target_compile_options(corvix_warnings INTERFACE -fsanitize=fuzzer-no-link -Wno-sign-conversion)
+endif()

@@ -1,0 +1,28 @@
+// What the fuzz targets share: files in memory, sound ones to stand beside the fuzzed one, and ways to use a
+// record set to the full. Errors are the expected answer to damage; everything else is a finding.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "core/record_set.h"
+#include "storage/base/memory_file.h"
+
+namespace corvix::fuzz {
+
+using Input = std::span<const std::uint8_t>;
+
+/// Replaces the contents of a file, which is made when it does not exist.
+void PutFile(storage::MemoryFileSystem& files, std::string_view name, Input bytes);
+
+/// CENTRAL, COMPS and PHOTO with indexes and memos, and FOLVANE.MDB: a small invented office.
+const storage::MemoryFileSystem& SoundOffice();
+/// A file of the sound office.
+Input SoundFile(std::string_view name);
+
+/// Walks all records in file order and in the order of the index, reads every field, seeks keys. Bounded.
+void UseRecords(core::RecordSet& records, std::string_view index);
+
+}  // namespace corvix::fuzz
