@@ -1,9 +1,9 @@
 #include "storage/jet/index_key.h"
 
 #include <gmock/gmock.h>
-#include <limits>
 
 #include "common/error.h"
+#include "jet/index_tables.h"
 
 namespace corvix::jet {
 namespace {
@@ -39,70 +39,29 @@ TEST(TextKeys, AreThoseOfTheGeneralOrder) {
   // All but the first stand in databases made by Access.
   const Case cases[] = {
       {"", "7F0100"},
-      {"foo0",
-       "7F53646436"
-       "0100"},
-      {"Tables",
-       "7F6D4A4C5E516B"
-       "0100"},
-      {"G'day, Mate",
-       "7F554F4A761A07604A6D51"
-       "01010101800B0680"
-       "00"},
-      {"ümlaut",
-       "7F6F605E4A6F6D"
-       "0113"
-       "00"},
-      {"Côte de Blaye",
-       "7F4D646D51074F51074C5E4A7651"
-       "010212"
-       "00"},
-      {"NuNuCa Nuß-Nougat-Creme",
-       "7F626F626F4D4A07626F6B6B62646F554A6D4D69516051"
-       "01010101803306828"
-       "04B0682"
-       "00"},
-      {"Forêts d'érables",
-       "7F536469516D6B074F51694A4C5E516B"
-       "010202021202020202"
-       "0E"
-       "01010180270680"
-       "00"},
+      {"foo0", "7F536464360100"},
+      {"Tables", "7F6D4A4C5E516B0100"},
+      {"G'day, Mate", "7F554F4A761A07604A6D5101010101800B068000"},
+      {"ümlaut", "7F6F605E4A6F6D011300"},
+      {"Côte de Blaye", "7F4D646D51074F51074C5E4A765101021200"},
+      {"NuNuCa Nuß-Nougat-Creme", "7F626F626F4D4A07626F6B6B62646F554A6D4D695160510101010180330682804B068200"},
+      {"Forêts d'érables", "7F536469516D6B074F51694A4C5E516B0102020212020202020E0101018027068000"},
   };
   for (const Case& c : cases) EXPECT_EQ(TextKey(c.text), c.key) << c.text;
 }
 
 TEST(TextKeys, HoldTextsEqualThatTheOrderHoldsEqual) {
   const std::string z255(255, 'z');
+  const std::string tail = z255.substr(1);
   const std::pair<std::string, std::string> equal[] = {
-      {"7 coop ln", "7 COOP LN"},
-      {"AB", "AB   "},
-      {"straße", "STRASSE"},
-      {"É", "é"},
-      {z255, z255 + "more"},
-      {z255.substr(1) + " ", z255.substr(1) + "  x"},
-      {"Æ", "ae"},
-      {"a\xC8\x98z", "az"},
-  };
+      {"7 coop ln", "7 COOP LN"}, {"AB", "AB   "},       {"straße", "STRASSE"},     {"É", "é"}, {"Æ", "ae"},
+      {"a\xC8\x98z", "az"},       {z255, z255 + "more"}, {tail + " ", tail + "  x"}};
   for (const auto& [a, b] : equal) EXPECT_EQ(TextKey(a), TextKey(b)) << a;
-  const std::pair<std::string, std::string> ascending[] = {
-      {"", "a"},
-      {"A", "AA"},
-      {"7 CO OP LN", "7 COOP LN"},
-      {"7 COOP LN", "7 CO-OP LN"},
-      {"a", "á"},
-      {"á", "b"},
-      {" a", "a"},
-      {"a b", "ab"},
-      {"9", "A"},
-      {"Z", "Ω"},
-      {"あ", "い"},
-      {"O'Neil", "ONeim"},
-      {"\U0001F600", "\U0001F601"},
-  };
-  for (const auto& [a, b] : ascending) {
-    EXPECT_LT(TextKey(a), TextKey(b)) << a;
-    EXPECT_GT(TextKey(a, false), TextKey(b, false)) << a;
+  const char* ascending[] = {"",   " a", "7 CO OP LN", "7 COOP LN", "7 CO-OP LN", "9", "A", "á",  "a b",
+                             "AA", "ab", "b",          "O'Neil",    "ONeim",      "Z", "Ω", "あ", "い"};
+  for (std::size_t i = 1; i < std::size(ascending); ++i) {
+    EXPECT_LT(TextKey(ascending[i - 1]), TextKey(ascending[i])) << ascending[i];
+    EXPECT_GT(TextKey(ascending[i - 1], false), TextKey(ascending[i], false)) << ascending[i];
   }
 }
 
@@ -151,11 +110,8 @@ TEST(Keys, OfEveryType) {
       {ColumnType::Binary, eight, "7F111111111111111108", "80EEEEEEEEEEEEEEEEF7"},
       {ColumnType::Binary, nine, "7F111111111111111109110000000000000001",
        "80EEEEEEEEEEEEEEEE09EEFFFFFFFFFFFFFFFE"},
-      {ColumnType::Guid, guid,
-       "7F000102030405060709"
-       "08090A0B0C0D0E0F08",
-       "80FFFEFDFCFBFAF9F809"
-       "F7F6F5F4F3F2F1F0F7"},
+      {ColumnType::Guid, guid, "7F00010203040506070908090A0B0C0D0E0F08",
+       "80FFFEFDFCFBFAF9F809F7F6F5F4F3F2F1F0F7"},
       {ColumnType::Memo, std::string("foo0"), "7F536464360100", "80AC9B9BC9FEFF00"},
   };
   for (const Case& c : cases) {
@@ -164,34 +120,21 @@ TEST(Keys, OfEveryType) {
   }
 }
 
-TEST(Keys, OrderNumbersAsTheirValues) {
-  const double doubles[] = {
-      -std::numeric_limits<double>::infinity(), -1e300, -1.5, -1e-300, 0.0, 1e-300, 2, 1e300};
-  for (std::size_t i = 1; i < std::size(doubles); ++i) {
-    EXPECT_LT(KeyHex(ColumnType::Double, doubles[i - 1]), KeyHex(ColumnType::Double, doubles[i]));
-    EXPECT_GT(KeyHex(ColumnType::Double, doubles[i - 1], false),
-              KeyHex(ColumnType::Double, doubles[i], false));
-  }
-}
-
 TEST(Keys, AreRefusedWhereNoneCanBeBuilt) {
-  const auto refused = [](ColumnType type, const core::Value& value, SortOrder order = {}) {
-    Column column;
-    column.name = "PICTURE";
-    column.type = type;
-    column.sort_order = order;
-    Key key;
-    try {
-      AppendKey(key, column, true, value);
-    } catch (const common::Error& error) {
-      return error.number() == common::kCannotBuildKey && error.text().find("PICTURE") != std::string::npos;
-    }
-    return false;
+  const std::pair<Column, core::Value> refused[] = {
+      {{.name = "PICTURE", .type = ColumnType::Ole}, core::Bytes{}},
+      {{.name = "PICTURE", .type = ColumnType::Long}, "4"},
+      {{.name = "PICTURE", .sort_order = {3082, 0}}, "a"},
+      {{.name = "PICTURE", .sort_order = {1033, 1}}, "a"},
   };
-  EXPECT_TRUE(refused(ColumnType::Ole, core::Bytes{}));
-  EXPECT_TRUE(refused(ColumnType::Long, std::string("4")));
-  EXPECT_TRUE(refused(ColumnType::Text, std::string("a"), {3082, 0}));
-  EXPECT_TRUE(refused(ColumnType::Text, std::string("a"), {1033, 1}));
+  for (const auto& [column, value] : refused) {
+    const common::Error error = test::ErrorOf([&] {
+      Key key;
+      AppendKey(key, column, true, value);
+    });
+    EXPECT_EQ(error.number(), common::kCannotBuildKey);
+    EXPECT_THAT(error.text(), testing::HasSubstr("PICTURE"));
+  }
 }
 
 }  // namespace

@@ -61,8 +61,7 @@ TEST(JetRecordSet, SeeksAndOrdersByEveryType) {
     std::string sought;
     std::size_t found;  // which of them
   };
-  const core::Guid low{{1, 2, 3}};
-  const core::Guid high{{1, 2, 4}};
+  const core::Guid low{{1, 2, 3}}, high{{1, 2, 4}};
   const Case cases[] = {
       {"byte", ColumnType::Byte, {Null{}, std::uint8_t{0}, std::uint8_t{200}}, "200", 2},
       {"integer", ColumnType::Integer, {Null{}, std::int16_t{-5}, std::int16_t{7}}, "-5", 1},
@@ -168,7 +167,7 @@ TEST(JetRecordSet, NewRowsBeginWithTheirDefaults) {
   const auto now = std::get<core::Date>(records->Read(At(*records, "Now"))).serial;
   EXPECT_EQ(today, std::floor(today));
   EXPECT_NEAR(now, today + 0.5, 1);
-  EXPECT_GT(today, 46000) << "the clock of this machine is later than 2025";
+  EXPECT_GT(today, 45000) << "the clock of this machine is later than 2022";
   records->Write(At(*records, "Text"), Null{});
   records->Store();
   EXPECT_EQ(Text(*records, "Text"), "-") << "an assigned Null stays";
