@@ -59,9 +59,15 @@ TEST_F(DamagedIndex, BrokenChainsEndTheWalkWithAnError) {
   Put(kFirstPage + 512 + 8,
       std::string_view("\x00\x0A\x00\x00", 4));  // the second leaf points back to the first
   EXPECT_THAT(ProblemsOf(files_), HasSubstr("do not name each other as neighbours"));
-  EXPECT_THAT(
-      ErrorOf([&] { Walk(*Open(files_), "KEY"); }),
-      AllOf(StartsWith("3049: The index is damaged"), HasSubstr("T.CDX, page at"), HasSubstr("rebuild it")));
+  const auto records = Open(files_);
+  records->SelectIndex("KEY");
+  std::size_t moves = 0;
+  const auto walk = [&] {
+    for (records->MoveFirst(); !records->PastEnd(); records->MoveNext()) ++moves;
+  };
+  EXPECT_THAT(ErrorOf(walk), AllOf(StartsWith("3049: The index is damaged"), HasSubstr("T.CDX, page at"),
+                                   HasSubstr("rebuild it")));
+  EXPECT_LT(moves, keys.size()) << "no record comes twice";
 
   Make(keys);
   const std::uint32_t root = storage::ReadLittle<std::uint32_t>(Index(), kHeader);

@@ -184,6 +184,8 @@ TEST(FoxProRecordSet, FilesAreFoundWithoutRegardToCase) {
   }
   EXPECT_EQ(Open(files, "homes")->Tags()[0].name, "homes");
   EXPECT_EQ(Open(files, "Homes")->Tags()[0].name, "HOMES");
+  files.Remove(kDirectory / "HOMES.DBF");
+  EXPECT_EQ(Open(files, "HOMES")->Tags()[0].name, "homes") << "the index that is spelt like the table";
   EXPECT_THAT(ErrorOf([&] { Open(files, "PHOTOS"); }), AllOf(StartsWith("3011"), HasSubstr("PHOTOS.DBF")));
 }
 
