@@ -12,6 +12,8 @@ function(corvix_tests name label)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_compile_definitions(${name} PRIVATE CORVIX_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  # GCC 12 sees absurd bounds in optimised three-way comparisons of byte vectors, which only tests make.
+  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overread>)
   target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gmock GTest::gtest_main corvix_warnings)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 300)
 endfunction()
