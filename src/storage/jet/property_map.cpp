@@ -157,7 +157,7 @@ PropertyMap::Block PropertyMap::ParseBlock(std::uint16_t kind, ByteView content,
 }
 
 Bytes PropertyMap::Build() const {
-  if (blocks_.empty()) return {};
+  if (empty()) return {};
   Bytes out(kSignature.begin(), kSignature.end());
   Bytes content;
   for (const std::string& name : names_) AppendName(content, name);

@@ -61,7 +61,8 @@ class PropertyMap {
   ColumnRules RulesOf(std::string_view column) const;
   ValidationRule TableRule() const;
 
-  bool empty() const { return blocks_.empty(); }
+  /// True when there is no blob: not even names.
+  bool empty() const { return names_.empty() && blocks_.empty(); }
 
  private:
   // A block of the blob: the properties of one owner, or of an unknown kind and then only bytes.

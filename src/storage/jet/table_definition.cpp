@@ -232,7 +232,7 @@ TableDefinition ReadTableDefinition(Pager& pager, PageNumber page) {
   try {
     ParseDefinition(JoinPages(pager, page, table.pages), table);
   } catch (const Error& error) {
-    if (error.number() != common::kDamagedDatabase) throw;
+    if (error.number() != common::kDamagedDatabase || !error.place().empty()) throw;
     ThrowDamaged({&pager.path(), page, std::nullopt}, error.text());
   }
   return table;
