@@ -3,6 +3,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QTextDocument>
 
 #include "ui/form.h"
 #include "ui/prompt_form.h"
@@ -23,7 +24,8 @@ void ShowText(QWidget& cell, const QString& text) {
     box->setText(text);
     box->setCursorPosition(0);  // the beginning is in sight
   }
-  cell.setToolTip(text);  // whole, where the cell is too narrow for it
+  // The whole text, where the cell is too narrow for it; never taken for markup.
+  cell.setToolTip(Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text);
 }
 
 }  // namespace

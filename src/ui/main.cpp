@@ -27,7 +27,10 @@ MainWindow::Directories ReadArguments(QApplication& application) {
   parser.process(application);
   const auto directory = [&parser](const QCommandLineOption& option) -> std::optional<std::filesystem::path> {
     if (!parser.isSet(option)) return std::nullopt;
-    return std::filesystem::absolute(parser.value(option).toStdString());
+    const std::filesystem::path given = parser.value(option).toStdString();
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(given, error);
+    return error ? given : absolute;
   };
   return {directory(source), directory(target)};
 }

@@ -11,8 +11,7 @@ namespace {
 
 using test::ModalScript;
 
-struct AboutCase {
-  std::string name;
+struct AboutCase : test::NamedCase {
   std::string marvek;
   std::string zelta;
   std::string product_line;

@@ -84,8 +84,7 @@ ModalScript::Step DontAsk(test::ScriptedWindowDialogs& dialogs, bool confirm, bo
   };
 }
 
-struct PromptCase {
-  std::string name;
+struct PromptCase : test::NamedCase {
   std::vector<std::string> clicks;  ///< one a showing
   std::string conditions;           ///< of the four rows afterwards
   std::vector<std::string> notices;
@@ -162,8 +161,7 @@ TEST_F(RunTest, ThePromptShowsBothSidesAndMarksWhatDiffers) {
   EXPECT_EQ(Conditions(), "OLD");
 }
 
-struct EscapeCase {
-  std::string name;
+struct EscapeCase : test::NamedCase {
   ModalScript::Step step;
   std::string status;
   std::string conditions;
@@ -242,8 +240,7 @@ TEST_F(RunTest, ClosingDuringARunStopsItFirst) {
   EXPECT_EQ(exit_codes, std::vector<int>{0});
 }
 
-struct ErrorCase {
-  std::string name;
+struct ErrorCase : test::NamedCase {
   Operation operation;
   common::ErrorNumber number;
   std::string status;

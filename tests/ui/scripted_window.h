@@ -23,7 +23,11 @@
 
 namespace corvix::test {
 
-/// Names the cases of a table by their member `name`.
+/// A case of a table, known by its name.
+struct NamedCase {
+  std::string name;
+  friend std::ostream& operator<<(std::ostream& out, const NamedCase& row) { return out << row.name; }
+};
 inline constexpr auto kCaseName = [](const auto& row) { return row.param.name; };
 
 class ScriptedWindowDialogs : public ui::WindowDialogs {

@@ -36,7 +36,7 @@ TEST_F(StartTest, ShowsTheSettingsAndTheDefaults) {
   EXPECT_TRUE(Get<QLineEdit>("txtCompPath").hasFocus());
 }
 
-struct Preferences {
+struct Preferences : test::NamedCase {
   std::string ini;
   int checked;  ///< option, or -1
   std::int16_t dup_mode;
@@ -70,13 +70,15 @@ TEST_P(PreferencesTest, SetTheRunAndAreSaved) {
 
 INSTANTIATE_TEST_SUITE_P(
     Values, PreferencesTest,
-    testing::Values(Preferences{"DUPLICATE0=1\r\nDUPLICATE1=0\r\nDUPLICATE2=0\r\nCONVERTPHOTOS=0\r\n", 0, 0,
-                                Qt::Unchecked, "1000"},
-                    Preferences{"DUPLICATE0=1\r\nDUPLICATE2=1\r\nCONVERTPHOTOS=2\r\n", 2, 2,
-                                Qt::PartiallyChecked, "0011"},
-                    Preferences{"DUPLICATE2=0\r\nCONVERTPHOTOS=x\r\n", -1, 0, Qt::Unchecked, "0000"},
-                    Preferences{"DUPLICATE1=00\r\nDUPLICATE2= 0 \r\nCONVERTPHOTOS=7\r\n", 1, 1, Qt::Checked,
-                                "0101"}));
+    testing::Values(
+        Preferences{"First", "DUPLICATE0=1\r\nDUPLICATE1=0\r\nDUPLICATE2=0\r\nCONVERTPHOTOS=0\r\n", 0, 0,
+                    Qt::Unchecked, "1000"},
+        Preferences{"HighestWins", "DUPLICATE0=1\r\nDUPLICATE2=1\r\nCONVERTPHOTOS=2\r\n", 2, 2,
+                    Qt::PartiallyChecked, "0011"},
+        Preferences{"NoneSelected", "DUPLICATE2=0\r\nCONVERTPHOTOS=x\r\n", -1, 0, Qt::Unchecked, "0000"},
+        Preferences{"OddValues", "DUPLICATE1=00\r\nDUPLICATE2= 0 \r\nCONVERTPHOTOS=7\r\n", 1, 1, Qt::Checked,
+                    "0101"}),
+    test::kCaseName);
 
 TEST_F(StartTest, ASecondStartFindsWhatTheFirstSaved) {
   auto* window = Open();
@@ -118,8 +120,7 @@ TEST_F(StartTest, DirectoriesOfTheCommandLineTakeThePlaceOfTheSettings) {
   EXPECT_EQ(Get<QLineEdit>("txtCompPath").text(), "\\here");
 }
 
-struct StartFailure {
-  std::string name;
+struct StartFailure : test::NamedCase {
   common::ErrorNumber number;  ///< raised when the database is opened; 0: a source table is missing
   std::string notice;          ///< begins
   std::string failure;         ///< begins
