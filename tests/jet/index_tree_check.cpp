@@ -6,13 +6,15 @@
 namespace corvix::jet::test {
 namespace {
 
+constexpr PageNumber kNoPage = 0xFFFFFFFF;
+
 struct Walk {
   Pager& pager;
   PageNumber table;
   TreeFacts facts;
   std::size_t leaf_bytes = 0;
   std::size_t leaves = 0;
-  std::map<std::size_t, std::vector<PageNumber>> levels;
+  std::map<PageNumber, std::vector<PageNumber>> rows;  // linked pages by parent; leaves under 0
 
   void Fault(PageNumber page, const std::string& text) {
     facts.faults.push_back("page " + std::to_string(page) + ": " + text);
@@ -42,7 +44,8 @@ struct Walk {
   }
 
   /// Entries below `page` must be above `low` and not above `high`.
-  void Visit(PageNumber number, std::size_t depth, std::optional<Key> low, std::optional<Key> high) {
+  void Visit(PageNumber number, PageNumber parent, std::size_t depth, std::optional<Key> low,
+             std::optional<Key> high) {
     if (!facts.pages.insert(number).second) return Fault(number, "met twice");
     const PageView view = pager.Read(number);
     const storage::ByteView page = view.bytes();
@@ -50,7 +53,7 @@ struct Walk {
     if (!leaf && page[0] != std::byte{3}) return Fault(number, "no index page");
     if (storage::ReadLittle<std::uint32_t>(page, 4) != table) Fault(number, "owner");
     if (std::to_integer<int>(page[26]) > (leaf ? 0 : 1)) Fault(number, "level byte");
-    levels[depth].push_back(number);
+    rows[leaf ? 0 : parent].push_back(number);
     std::vector<Key> entries = Entries(number, page);
     const PageNumber tail = storage::ReadLittle<std::uint32_t>(page, 20);
     if (leaf) {
@@ -76,28 +79,29 @@ struct Walk {
       entry.resize(entry.size() - 4);
       if (low && entry <= *low) Fault(number, "node entries out of order");
       if (high && entry > *high) Fault(number, "node entry above the bound of its page");
-      Visit(child, depth + 1, low, entry);
+      Visit(child, number, depth + 1, low, entry);
       if (!facts.entries.empty() && facts.entries.back() != entry) ++facts.loose_bounds;
       low = entry;
     }
     if (tail == 0) return Fault(number, "no tail child");
-    Visit(tail, depth + 1, low, high);
+    Visit(tail, number, depth + 1, low, high);
   }
 };
 
 }  // namespace
 
 TreeFacts ExamineTree(Pager& pager, PageNumber root, PageNumber table) {
-  Walk walk{.pager = pager, .table = table, .facts = {}, .levels = {}};
-  walk.Visit(root, 0, std::nullopt, std::nullopt);
-  for (const auto& [depth, pages] : walk.levels) {
+  Walk walk{.pager = pager, .table = table, .facts = {}, .rows = {}};
+  walk.Visit(root, kNoPage, 0, std::nullopt, std::nullopt);
+  // Leaves stand in one row, nodes in one for each parent.
+  for (const auto& [row, pages] : walk.rows) {
     for (std::size_t i = 0; i < pages.size(); ++i) {
       const PageView view = pager.Read(pages[i]);
-      if (storage::ReadLittle<std::uint32_t>(view.bytes(), 12) != (i > 0 ? pages[i - 1] : 0))
-        walk.Fault(pages[i], "previous link");
-      if (storage::ReadLittle<std::uint32_t>(view.bytes(), 16) != (i + 1 < pages.size() ? pages[i + 1] : 0)) {
-        walk.Fault(pages[i], "next link");
-      }
+      const auto link = [&](std::size_t offset) {
+        return storage::ReadLittle<std::uint32_t>(view.bytes(), offset);
+      };
+      if (link(12) != (i > 0 ? pages[i - 1] : 0)) walk.Fault(pages[i], "previous link");
+      if (link(16) != (i + 1 < pages.size() ? pages[i + 1] : 0)) walk.Fault(pages[i], "next link");
     }
   }
   walk.facts.fill = static_cast<double>(walk.leaf_bytes) / (3616.0 * static_cast<double>(walk.leaves));

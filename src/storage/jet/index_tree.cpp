@@ -203,6 +203,16 @@ void IndexTree::SplitNode(std::size_t depth) {
   old.SetEntries(list_, middle + 1, count);
   LinkLeftOf(fresh_page, old_page);
   SetSeparator(up.first(length), fresh_page.number());
+  PartChildren(fresh.tail(), ChildAt(old, old.First()));
+}
+
+/// Nodes that come under different parents are neighbours no more; keeps T4.
+void IndexTree::PartChildren(PageNumber left, PageNumber right) {
+  if (Read(left).page.IsLeaf()) return;
+  const PageEdit left_page = pager_.Edit(left);
+  const PageEdit right_page = pager_.Edit(right);
+  IndexPageEdit(left_page).SetNext(0);
+  IndexPageEdit(right_page).SetPrevious(0);
 }
 
 /// Where to divide list_ so that both parts fit into pages and take about the same room; `left_out` entries

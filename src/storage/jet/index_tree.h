@@ -8,7 +8,7 @@
 //       the tail child is above the last entry. The trees that we write have the last entry below the child
 //       as its bound.
 //   T3  Every page names the table's definition page as its owner.
-//   T4  The pages of each level, nodes too, are linked in order through previous and next.
+//   T4  All leaves are linked in order through previous and next, and so are the nodes below one parent.
 //   T5  No leaf but the root is empty.
 //   T6  Entries that arrive in ascending (or descending) order at an end of the tree leave full pages behind.
 //
@@ -115,6 +115,7 @@ class IndexTree {
   PageEdit NewPage(PageType type);
   void SplitLeaf();
   void SplitNode(std::size_t depth);
+  void PartChildren(PageNumber left, PageNumber right);
   void AddToParent(std::size_t depth, PageNumber new_tail);
   void PushDownRoot();
   std::size_t SplitPoint(std::size_t left_out, const Place& place) const;
