@@ -240,6 +240,17 @@ TEST_F(RunTest, ClosingDuringARunStopsItFirst) {
   EXPECT_EQ(exit_codes, std::vector<int>{0});
 }
 
+TEST_F(RunTest, AnErrorBeforeTheFirstRecordNamesNone) {
+  AddDuplicates(1);
+  ASSERT_TRUE(Open());
+  SelectPolicy(run::kUseSource);
+  Convert();
+  engine.before_open = [](std::string_view) { throw common::Error(common::kDamagedDatabase); };
+  Convert();
+  ASSERT_EQ(dialogs.failures.size(), 1u);
+  EXPECT_EQ(dialogs.failures[0].find("K1"), std::string::npos) << dialogs.failures[0];
+}
+
 struct ErrorCase : test::NamedCase {
   Operation operation;
   common::ErrorNumber number;

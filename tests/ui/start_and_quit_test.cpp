@@ -6,6 +6,7 @@
 #include <QRadioButton>
 
 #include "common/error.h"
+#include "ui/bound_widgets.h"
 #include "ui/scripted_window.h"
 
 namespace corvix {
@@ -98,6 +99,16 @@ TEST_F(StartTest, ASecondStartFindsWhatTheFirstSaved) {
   EXPECT_EQ(Get<QLineEdit>("txtcompfilename").text(), "OTHER.DBF");
   EXPECT_EQ(Get<QLineEdit>("txtcompsfilename").text(), "FOLVANE.MDB");
   EXPECT_EQ(ReadIni("ZELTA.INI"), "[DIRECTORIES]\r\nDATADIR=C:\\DST\\\r\n");
+}
+
+TEST_F(StartTest, TheSettingsCanSwitchTheOnlyOptionOff) {
+  ASSERT_TRUE(Open());
+  auto& button = Get<QRadioButton>("optdup(2)");
+  ui::BoundOption option(button);
+  option.SetState(0);
+  EXPECT_FALSE(button.isChecked());
+  option.SetState(1);
+  EXPECT_EQ(option.State(), 1);
 }
 
 TEST_F(StartTest, AClickTurnsGreyIntoUnchecked) {
