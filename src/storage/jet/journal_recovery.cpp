@@ -58,8 +58,9 @@ std::optional<HotJournal> ReadJournal(storage::FileSystem& files, const fs::path
     if (journal.file->ReadAt(offset, bytes) != bytes.size()) break;
     const auto page = ReadLittle<std::uint32_t>(bytes, format::kEntryPage);
     const ByteView image = ByteView(bytes).subspan(format::kEntryImage);
-    if (ReadLittle<std::uint64_t>(bytes, format::kEntryChecksum) !=
-        format::EntryChecksum(image, salt, page, position)) {
+    const bool inside = (std::uint64_t{page} + 1) * kPageSize <= journal.length;
+    if (!inside || ReadLittle<std::uint64_t>(bytes, format::kEntryChecksum) !=
+                       format::EntryChecksum(image, salt, page, position)) {
       break;
     }
     journal.images.emplace(page, offset + format::kEntryImage);

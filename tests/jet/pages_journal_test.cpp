@@ -1,0 +1,269 @@
+// Crashes at every operation, and what opening the database makes of them: always exactly a checkpoint.
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+#include "jet/pages_scratch.h"
+#include "storage/base/posix_file.h"
+#include "storage/jet/journal.h"
+#include "storage/jet/journal_format.h"
+#include "support/faulty_file_system.h"
+#include "support/temporary_directory.h"
+
+namespace corvix::jet {
+namespace {
+
+using test::FaultyFileSystem;
+using test::PowerCut;
+using test::Unsynced;
+using Bytes = std::vector<std::byte>;
+using Device = std::map<std::filesystem::path, Bytes>;
+
+const std::filesystem::path kDatabase = "dir/A.MDB";
+const std::filesystem::path kJournal = "dir/A.MDB-journal";
+
+std::unique_ptr<Pager> OpenForWriting(storage::FileSystem& files,
+                                      const std::filesystem::path& path = kDatabase) {
+  auto opened = OpenJournaled(files, path, files.Open(path, storage::OpenMode::ReadWrite), false);
+  // Eight pages of cache: the script below changes more than that between checkpoints.
+  return std::make_unique<Pager>(std::move(opened.file), path, Pager::Options{8 * kPageSize, false},
+                                 std::move(opened.journal));
+}
+
+Bytes StartingDatabase() {
+  Bytes bytes(20 * kPageSize);
+  std::mt19937 random(1);
+  for (std::byte& byte : bytes) byte = static_cast<std::byte>(random());
+  return bytes;
+}
+
+/// States of the database: the last checkpoint, and the one that was being made.
+struct Progress {
+  Bytes reached;
+  std::optional<Bytes> next;
+};
+
+/// Changes pages at random, with savepoints, spills, growth and checkpoints.
+void RunScript(storage::FileSystem& files, Progress& progress) {
+  std::mt19937 random(7);
+  const auto pager = OpenForWriting(files);
+  Bytes model = progress.reached;
+  for (int round = 0; round < 5; ++round) {
+    for (int step = 0; step < 16; ++step) {
+      std::optional<Savepoint> undone;
+      const bool undo = step % 5 == 4;
+      if (undo) undone.emplace(*pager);
+      if (step % 4 == 0) {
+        pager->Append();
+        if (!undo) model.resize(model.size() + kPageSize);
+      }
+      const auto page = static_cast<PageNumber>(random() % pager->page_count());
+      const std::size_t at = random() % kPageSize;
+      const auto byte = static_cast<std::byte>(random());
+      pager->Edit(page).bytes()[at] = byte;
+      if (!undo) model[page * kPageSize + at] = byte;
+    }
+    progress.next = model;
+    pager->Checkpoint();
+    progress.reached = model;
+    progress.next.reset();
+  }
+}
+
+/// True when the bytes are a state that a crash may leave.
+bool IsCheckpoint(const Bytes& bytes, const Progress& progress) {
+  return bytes == progress.reached || (progress.next && bytes == *progress.next);
+}
+
+Bytes ReadThroughPager(storage::FileSystem& files) {
+  auto opened = OpenJournaled(files, kDatabase, files.Open(kDatabase, storage::OpenMode::Read), true);
+  EXPECT_EQ(opened.journal, nullptr);
+  Pager pager(std::move(opened.file), kDatabase, {0, true});
+  Bytes bytes;
+  for (PageNumber page = 0; page < pager.page_count(); ++page) {
+    const PageView view = pager.Read(page);
+    bytes.insert(bytes.end(), view.bytes().begin(), view.bytes().end());
+  }
+  return bytes;
+}
+
+FaultyFileSystem Found(const Device& device) {
+  FaultyFileSystem files;
+  for (const auto& [path, bytes] : device) files.Put(path, bytes);
+  return files;
+}
+
+/// Opens the device for reading, then for writing; with a second cut in the middle of the recovery.
+void ExpectRecovers(const Device& device, const Progress& progress, unsigned seed) {
+  FaultyFileSystem files = Found(device);
+  const Bytes seen = ReadThroughPager(files);
+  EXPECT_TRUE(IsCheckpoint(seen, progress)) << "opened for reading";
+  EXPECT_EQ(files.operations(), 0u) << "reading must not write";
+  OpenForWriting(files);
+  EXPECT_EQ(files.Contents(kDatabase), seen) << "opened for writing";
+  EXPECT_FALSE(files.Exists(kJournal));
+
+  FaultyFileSystem again = Found(device);
+  again.CutAt(files.operations() == 0 ? 0 : seed % files.operations());
+  try {
+    OpenForWriting(again);
+  } catch (const PowerCut&) {
+  }
+  FaultyFileSystem after = Found(again.AfterCut(Unsynced::Mixed, seed));
+  OpenForWriting(after);
+  EXPECT_EQ(after.Contents(kDatabase), seen) << "opened after an interrupted recovery";
+}
+
+TEST(Journal, ACutAtAnyOperationLeavesACheckpoint) {
+  std::uint64_t operations = 0;
+  {
+    FaultyFileSystem files;
+    files.Put(kDatabase, StartingDatabase());
+    Progress progress{StartingDatabase(), {}};
+    RunScript(files, progress);
+    operations = files.operations();
+    EXPECT_EQ(files.Contents(kDatabase), progress.reached);
+    EXPECT_FALSE(files.Exists(kJournal)) << "a clean end leaves no journal";
+  }
+  ASSERT_GT(operations, 100u);
+  for (std::uint64_t cut = 0; cut < operations; ++cut) {
+    SCOPED_TRACE(testing::Message() << "cut at operation " << cut << " of " << operations);
+    FaultyFileSystem files;
+    files.Put(kDatabase, StartingDatabase());
+    files.CutAt(cut);
+    Progress progress{StartingDatabase(), {}};
+    try {
+      RunScript(files, progress);
+    } catch (const PowerCut&) {
+    }
+    const auto seed = static_cast<unsigned>(cut);
+    ExpectRecovers(files.AfterCut(Unsynced::Kept), progress, seed);
+    ExpectRecovers(files.AfterCut(Unsynced::Dropped), progress, seed);
+    for (unsigned mix = 0; mix < 3; ++mix) {
+      ExpectRecovers(files.AfterCut(Unsynced::Mixed, 100 * seed + mix), progress, seed + mix);
+    }
+    if (HasFailure()) return;
+  }
+}
+
+TEST(Journal, DeviceErrorsCanBeRepeatedAndTheProcessMayStillCrash) {
+  // Each operation fails once; the script is what a user does who chooses to try again, then the power fails.
+  for (std::uint64_t failing = 0;; ++failing) {
+    SCOPED_TRACE(testing::Message() << "failing operation " << failing);
+    FaultyFileSystem files;
+    files.Put(kDatabase, StartingDatabase());
+    files.FailAt(failing, 1, common::kDiskFull);
+    Bytes model = StartingDatabase();
+    bool failed = false;
+    const auto repeated = [&](const std::function<void()>& action) {
+      if (ErrorOf(action) == 0) return;
+      failed = true;
+      action();
+    };
+    Progress progress{model, {}};
+    std::unique_ptr<Pager> pager;
+    repeated([&] { pager = OpenForWriting(files); });
+    for (int round = 0; round < 3; ++round) {
+      for (PageNumber page = 0; page < 14; ++page) {
+        repeated([&] { pager->Edit(page).bytes()[9] = std::byte(round); });
+        model[page * kPageSize + 9] = std::byte(round);
+      }
+      if (round == 2) break;  // the last changes never reach a checkpoint
+      progress.next = model;
+      repeated([&] { pager->Checkpoint(); });
+      progress = {model, {}};
+    }
+    ExpectRecovers(files.AfterCut(Unsynced::Mixed, static_cast<unsigned>(failing)), progress, 3);
+    if (!failed || HasFailure()) break;
+  }
+}
+
+/// A device whose database is half overwritten and whose journal is hot.
+Device CrashedDevice(Progress& progress) {
+  progress = {StartingDatabase(), {}};
+  FaultyFileSystem files;
+  files.Put(kDatabase, progress.reached);
+  const auto pager = OpenForWriting(files);
+  for (PageNumber page = 0; page < 15; ++page) pager->Edit(page).bytes()[100] ^= std::byte{0xFF};
+  pager->Append();
+  Device device = files.AfterCut(Unsynced::Kept);
+  EXPECT_NE(device[kDatabase], progress.reached);
+  return device;
+}
+
+TEST(Journal, IsRefusedWhenTheDatabaseIsNotWhatItWas) {
+  Progress progress;
+  const Device crashed = CrashedDevice(progress);
+  ExpectRecovers(crashed, progress, 1);
+  struct Case {
+    const char* name;
+    std::function<void(Device&)> change;
+    bool refused;
+  };
+  const Case cases[] = {
+      {"a page that the journal does not hold was changed",
+       [](Device& device) { device[kDatabase][18 * kPageSize + 7] ^= std::byte{1}; }, true},
+      {"an older copy of the database was put back",
+       [](Device& device) {
+         device[kDatabase] = StartingDatabase();
+         device[kDatabase][19 * kPageSize] ^= std::byte{1};
+       },
+       true},
+      {"the database was cut off", [](Device& device) { device[kDatabase].resize(18 * kPageSize); }, true},
+      {"an image in the journal was lost",
+       [](Device& device) { device[kJournal][journal_format::EntryOffset(2) + 50] ^= std::byte{1}; }, true},
+      {"the journal is another database's",
+       [](Device& device) {
+         const auto head = storage::ByteSpan(device[kJournal]).first(journal_format::kHeadSize);
+         head[journal_format::kName] = std::byte{'B'};
+         storage::WriteLittle<std::uint64_t>(head, journal_format::kHeadChecksum,
+                                             Checksum(head.first(journal_format::kHeadChecksum), 0));
+       },
+       true},
+      {"the database is already what it was at the checkpoint",
+       [](Device& device) { device[kDatabase] = StartingDatabase(); }, false},
+      {"bytes that were never synced stand behind the entries",
+       [](Device& device) { device[kJournal].resize(device[kJournal].size() + 5000, std::byte{0x33}); },
+       false},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.name);
+    Device device = crashed;
+    test.change(device);
+    if (!test.refused) {
+      ExpectRecovers(device, progress, 2);
+      continue;
+    }
+    FaultyFileSystem files = Found(device);
+    for (const bool writing : {false, true}) {
+      const auto open = [&] { writing ? void(OpenForWriting(files)) : void(ReadThroughPager(files)); };
+      EXPECT_EQ(ErrorOf(open), common::kDamagedDatabase);
+    }
+    EXPECT_EQ(files.operations(), 0u) << "a refused journal and its database stay as they are";
+  }
+}
+
+TEST(Journal, StandsBesideTheFileThatALinkLeadsTo) {
+  const test::TemporaryDirectory directory;
+  std::filesystem::create_directory(directory.path() / "real");
+  const auto real = directory.path() / "real" / "A.MDB", link = directory.path() / "link.mdb";
+  storage::PosixFileSystem disk;
+  const Bytes start = StartingDatabase();
+  disk.Open(real, storage::OpenMode::Create)->WriteAt(0, start);
+  std::filesystem::create_symlink(real, link);
+  {
+    const auto pager = OpenForWriting(disk, link);
+    for (PageNumber page = 0; page < 15; ++page) pager->Edit(page).bytes()[0] ^= std::byte{0xFF};
+    EXPECT_TRUE(disk.Exists(directory.path() / "real" / "A.MDB-journal"));
+  }  // ends without a checkpoint, after pages were written
+  Bytes bytes(start.size());
+  disk.Open(real, storage::OpenMode::Read)->ReadAt(0, bytes);
+  EXPECT_NE(bytes, start);
+  OpenForWriting(disk, real);
+  disk.Open(real, storage::OpenMode::Read)->ReadAt(0, bytes);
+  EXPECT_EQ(bytes, start);
+  EXPECT_FALSE(disk.Exists(directory.path() / "real" / "A.MDB-journal"));
+}
+
+}  // namespace
+}  // namespace corvix::jet
