@@ -14,6 +14,7 @@
 #include "storage/jet/catalog.h"
 #include "storage/jet/jet_check.h"
 #include "storage/jet/page.h"
+#include "storage/jet/rc4.h"
 #include "storage/jet/table_definition.h"
 #include "storage/jet/usage_map.h"
 #include "support/jet_files.h"
@@ -263,6 +264,21 @@ TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
     each.harm(bytes);
     EXPECT_THAT(Texts(CheckBytes(bytes).problems), Contains(HasSubstr(each.message)));
   }
+}
+
+TEST_F(Damage, IsNotSeenInAnEncodedFile) {
+  constexpr std::uint32_t kKey = 0x5EC12E7A;
+  Bytes bytes = *sound_;
+  for (std::uint32_t page = 1; page < bytes.size() / kPageSize; ++page) {
+    Bytes key(4);
+    WriteLittle(ByteSpan(key), 0, kKey ^ page);
+    ApplyRc4(key, PageOf(bytes, page));
+  }
+  EXPECT_FALSE(CheckBytes(bytes).IsClean());
+  // The key is masked by what stands there in a file without one.
+  const auto masked = ReadLittle<std::uint32_t>(storage::ByteView(bytes), header::kDatabaseKey);
+  WriteLittle(ByteSpan(bytes), header::kDatabaseKey, masked ^ kKey);
+  EXPECT_THAT(Texts(CheckBytes(bytes).problems), ElementsAre());
 }
 
 // Whatever the bytes are, the check ends and reports; errors of another kind than damage would be faults of

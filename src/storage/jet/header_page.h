@@ -1,5 +1,6 @@
 // The first page of a Jet file: what the file is (version, encoding, password) and how it sorts. Most of it
 // is masked with a fixed stream of bytes; here everything is plain.
+// docs/formats/jet4.md, "Header page".
 #pragma once
 
 #include <cstdint>

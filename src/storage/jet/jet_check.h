@@ -3,6 +3,8 @@
 // number of times and memory does not grow with the number of rows; whatever the bytes are, the check ends
 // with a report.
 //
+// docs/formats/jet4.md, "What is checked", lists it all.
+//
 // A problem is something that the format forbids. A note is something worth knowing that is allowed or
 // harmless: lost pages, counters that real engines leave too low, rules that are not evaluated here.
 #pragma once

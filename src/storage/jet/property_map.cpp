@@ -19,7 +19,7 @@ using storage::ReadLittle;
 using storage::Slice;
 using Bytes = std::vector<std::byte>;
 
-// The blob: "MR2", zero, then blocks.
+// The blob: "MR2", zero, then blocks. docs/formats/jet4.md, "Properties", shows one.
 //
 //   block        0 4 length of the whole block   4 2 kind   6 content
 //   names        (kind 0x80) per name: 2 bytes length, UTF-16LE

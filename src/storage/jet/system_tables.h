@@ -1,5 +1,6 @@
 // What every Jet database consists of before anybody's tables: the four system tables, the eight objects that
 // the catalogue lists at first, and who may do what with them.
+// docs/formats/jet4.md, "Catalogue".
 #pragma once
 
 #include <cstddef>
