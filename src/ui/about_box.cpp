@@ -17,35 +17,35 @@ namespace {
 
 using enum ControlKind;
 
-constexpr FormSpec kForm{"frmAboutBox", "About ", 6480, 2370};
+constexpr FormEntry kForm{"frmAboutBox", "About ", 6480, 2370};
 
-std::span<const ControlSpec> Controls() {
+std::span<const ControlEntry> Controls() {
   static const std::array controls{
-      ControlSpec{.name = "Pic_ApplicationIcon",
-                  .kind = Picture,
-                  .place = {240, 255, 480, 480},
-                  .spoken = "Icon of Corvix"},
-      ControlSpec{.name = "lblProgramAlias",
-                  .kind = Label,
-                  .caption = "Corvix - Convert Quorvex Data to Folvane (Vistrel)",
-                  .place = {960, 105, 5295, 810},
-                  .tag = settings::TagOf("lblProgramAlias"),
-                  .wrapped = true},
-      ControlSpec{.name = "Label2",
-                  .kind = Label,
-                  .caption = "Version:",
-                  .place = {960, 1050, 975, 240},
-                  .buddy = "LblVersion"},
-      ControlSpec{.name = "LblVersion",
-                  .kind = Label,
-                  .place = {1920, 1050, 2355, 240},
-                  .tag = settings::TagOf("LblVersion")},
-      ControlSpec{.name = "lin_HorizontalLine1", .kind = Line, .place = {240, 1500, 6000, 30}},
-      ControlSpec{.name = "Cmd_OK",
-                  .kind = Button,
-                  .caption = "&Ok",
-                  .place = {4680, 1800, 1035, 360},
-                  .tab_index = 0},
+      ControlEntry{.name = "Pic_ApplicationIcon",
+                   .kind = Picture,
+                   .place = {240, 255, 480, 480},
+                   .spoken = "Icon of Corvix"},
+      ControlEntry{.name = "lblProgramAlias",
+                   .kind = Label,
+                   .caption = "Corvix - Convert Quorvex Data to Folvane (Vistrel)",
+                   .place = {960, 105, 5295, 810},
+                   .tag = settings::TagOf("lblProgramAlias"),
+                   .wrapped = true},
+      ControlEntry{.name = "Label2",
+                   .kind = Label,
+                   .caption = "Version:",
+                   .place = {960, 1050, 975, 240},
+                   .buddy = "LblVersion"},
+      ControlEntry{.name = "LblVersion",
+                   .kind = Label,
+                   .place = {1920, 1050, 2355, 240},
+                   .tag = settings::TagOf("LblVersion")},
+      ControlEntry{.name = "lin_HorizontalLine1", .kind = Line, .place = {240, 1500, 6000, 30}},
+      ControlEntry{.name = "Cmd_OK",
+                   .kind = Button,
+                   .caption = "&Ok",
+                   .place = {4680, 1800, 1035, 360},
+                   .tab_index = 0},
   };
   return controls;
 }

@@ -8,18 +8,18 @@
 namespace corvix::ui {
 namespace {
 
-constexpr FormSpec kForm{"frmEscape", "Conversion Temporarily Halted", 5460, 930};
+constexpr FormEntry kForm{"frmEscape", "Conversion Temporarily Halted", 5460, 930};
 constexpr std::array kControls{
-    ControlSpec{.name = "cmdStop",
-                .kind = ControlKind::Button,
-                .caption = "&Stop The Conversion",
-                .place = {360, 240, 2175, 375},
-                .tab_index = 0},
-    ControlSpec{.name = "Command1",
-                .kind = ControlKind::Button,
-                .caption = "&Continue",
-                .place = {3000, 240, 2175, 375},
-                .tab_index = 1},
+    ControlEntry{.name = "cmdStop",
+                 .kind = ControlKind::Button,
+                 .caption = "&Stop The Conversion",
+                 .place = {360, 240, 2175, 375},
+                 .tab_index = 0},
+    ControlEntry{.name = "Command1",
+                 .kind = ControlKind::Button,
+                 .caption = "&Continue",
+                 .place = {3000, 240, 2175, 375},
+                 .tab_index = 1},
 };
 
 }  // namespace

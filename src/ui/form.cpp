@@ -34,46 +34,46 @@ int Extra(ControlKind kind) {
   }
 }
 
-bool HasFixedText(const ControlSpec& spec) {
-  return spec.kind == ControlKind::Label || spec.kind == ControlKind::Button ||
-         spec.kind == ControlKind::OptionButton || spec.kind == ControlKind::CheckBox;
+bool HasFixedText(const ControlEntry& entry) {
+  return entry.kind == ControlKind::Label || entry.kind == ControlKind::Button ||
+         entry.kind == ControlKind::OptionButton || entry.kind == ControlKind::CheckBox;
 }
 
-bool Fits(const QFont& font, std::span<const ControlSpec> specs) {
+bool Fits(const QFont& font, std::span<const ControlEntry> entries) {
   const QFontMetrics metrics(font);
-  return std::ranges::all_of(specs, [&](const ControlSpec& spec) {
-    if (!HasFixedText(spec)) return true;
-    QString text = ToQt(spec.caption);
-    if (spec.kind != ControlKind::Label) text.remove('&');
-    const QRect room = ToPixels(spec.place).adjusted(0, 0, -Extra(spec.kind), 0);
-    const QRect needed = metrics.boundingRect(room, spec.wrapped ? int{Qt::TextWordWrap} : 0, text);
-    return needed.width() <= room.width() && (!spec.wrapped || needed.height() <= room.height());
+  return std::ranges::all_of(entries, [&](const ControlEntry& entry) {
+    if (!HasFixedText(entry)) return true;
+    QString text = ToQt(entry.caption);
+    if (entry.kind != ControlKind::Label) text.remove('&');
+    const QRect room = ToPixels(entry.place).adjusted(0, 0, -Extra(entry.kind), 0);
+    const QRect needed = metrics.boundingRect(room, entry.wrapped ? int{Qt::TextWordWrap} : 0, text);
+    return needed.width() <= room.width() && (!entry.wrapped || needed.height() <= room.height());
   });
 }
 
 /// The desktop's letters, as wide as lets every caption of the table fit its place.
-QFont FormFont(const QFont& desktop, std::span<const ControlSpec> specs) {
+QFont FormFont(const QFont& desktop, std::span<const ControlEntry> entries) {
   QFont font = desktop;
   font.setPixelSize(kFontPixels);
   for (int stretch = QFont::Unstretched; stretch > kNarrowestStretch; stretch -= kStretchStep) {
     font.setStretch(stretch);
-    if (Fits(font, specs)) break;
+    if (Fits(font, entries)) break;
   }
   return font;
 }
 
-QLabel* MakeLabel(const ControlSpec& spec, QWidget* parent) {
-  auto* label = new QLabel(ToQt(spec.caption), parent);
+QLabel* MakeLabel(const ControlEntry& entry, QWidget* parent) {
+  auto* label = new QLabel(ToQt(entry.caption), parent);
   label->setTextFormat(Qt::PlainText);
-  label->setWordWrap(spec.wrapped);
-  label->setAlignment(spec.centred ? Qt::AlignCenter
-                                   : Qt::AlignLeft | (spec.wrapped ? Qt::AlignTop : Qt::AlignVCenter));
+  label->setWordWrap(entry.wrapped);
+  label->setAlignment(entry.centred ? Qt::AlignCenter
+                                    : Qt::AlignLeft | (entry.wrapped ? Qt::AlignTop : Qt::AlignVCenter));
   return label;
 }
 
-QLineEdit* MakeBox(const ControlSpec& spec, QWidget* parent) {
-  auto* box = new QLineEdit(ToQt(spec.caption), parent);
-  if (spec.kind == ControlKind::ReadOnlyBox) {
+QLineEdit* MakeBox(const ControlEntry& entry, QWidget* parent) {
+  auto* box = new QLineEdit(ToQt(entry.caption), parent);
+  if (entry.kind == ControlKind::ReadOnlyBox) {
     box->setReadOnly(true);
     QPalette palette = box->palette();
     palette.setColor(QPalette::Base, palette.color(QPalette::Window));
@@ -82,8 +82,8 @@ QLineEdit* MakeBox(const ControlSpec& spec, QWidget* parent) {
   return box;
 }
 
-QPushButton* MakeButton(const ControlSpec& spec, QWidget* parent) {
-  auto* button = new QPushButton(ToQt(spec.caption), parent);
+QPushButton* MakeButton(const ControlEntry& entry, QWidget* parent) {
+  auto* button = new QPushButton(ToQt(entry.caption), parent);
   button->setAutoDefault(true);  // Enter presses the button that has the focus
   button->setMinimumSize(0, 0);
   return button;
@@ -103,21 +103,21 @@ QFrame* MakeLine(QWidget* parent) {
   return line;
 }
 
-QWidget* MakeWidget(const ControlSpec& spec, QWidget* parent) {
-  switch (spec.kind) {
+QWidget* MakeWidget(const ControlEntry& entry, QWidget* parent) {
+  switch (entry.kind) {
     case ControlKind::Label:
-      return MakeLabel(spec, parent);
+      return MakeLabel(entry, parent);
     case ControlKind::TextBox:
     case ControlKind::ReadOnlyBox:
-      return MakeBox(spec, parent);
+      return MakeBox(entry, parent);
     case ControlKind::Button:
-      return MakeButton(spec, parent);
+      return MakeButton(entry, parent);
     case ControlKind::OptionButton:
-      return new QRadioButton(ToQt(spec.caption), parent);
+      return new QRadioButton(ToQt(entry.caption), parent);
     case ControlKind::CheckBox:
-      return new CheckBox(ToQt(spec.caption), parent);
+      return new CheckBox(ToQt(entry.caption), parent);
     case ControlKind::Frame:
-      return new QGroupBox(ToQt(spec.caption), parent);
+      return new QGroupBox(ToQt(entry.caption), parent);
     case ControlKind::ProgressBar:
       return MakeBar(parent);
     case ControlKind::Line:
@@ -135,23 +135,23 @@ void SetTabOrder(std::vector<std::pair<int, QWidget*>>& stops) {
 
 }  // namespace
 
-void MakeControls(QWidget& client, std::span<const ControlSpec> specs) {
-  client.setFont(FormFont(client.font(), specs));
+void MakeControls(QWidget& client, std::span<const ControlEntry> entries) {
+  client.setFont(FormFont(client.font(), entries));
   std::vector<std::pair<int, QWidget*>> stops;
-  for (const ControlSpec& spec : specs) {
-    QWidget* parent = spec.parent.empty() ? &client : &Control<QWidget>(client, spec.parent);
-    QWidget* widget = MakeWidget(spec, parent);
-    widget->setObjectName(ToQt(spec.name));
-    widget->setGeometry(ToPixels(spec.place));
-    widget->setToolTip(ToQt(spec.tool_tip));
-    widget->setAccessibleName(ToQt(spec.spoken));
-    widget->setProperty(kTagProperty, ToQt(spec.tag));
-    if (spec.tab_index != kNoTabStop) stops.emplace_back(spec.tab_index, widget);
+  for (const ControlEntry& entry : entries) {
+    QWidget* parent = entry.parent.empty() ? &client : &Control<QWidget>(client, entry.parent);
+    QWidget* widget = MakeWidget(entry, parent);
+    widget->setObjectName(ToQt(entry.name));
+    widget->setGeometry(ToPixels(entry.place));
+    widget->setToolTip(ToQt(entry.tool_tip));
+    widget->setAccessibleName(ToQt(entry.spoken));
+    widget->setProperty(kTagProperty, ToQt(entry.tag));
+    if (entry.tab_index != kNoTabStop) stops.emplace_back(entry.tab_index, widget);
   }
   SetTabOrder(stops);
-  for (const ControlSpec& spec : specs) {
-    if (spec.buddy.empty()) continue;
-    Control<QLabel>(client, spec.name).setBuddy(&Control<QWidget>(client, spec.buddy));
+  for (const ControlEntry& entry : entries) {
+    if (entry.buddy.empty()) continue;
+    Control<QLabel>(client, entry.name).setBuddy(&Control<QWidget>(client, entry.buddy));
   }
 }
 

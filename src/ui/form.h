@@ -8,14 +8,14 @@
 #include <string>
 #include <string_view>
 
-#include "ui/control_spec.h"
+#include "ui/control_table.h"
 #include "ui/qt_text.h"
 
 namespace corvix::ui {
 
 /// Makes all controls of the table inside `client`, which gets the form's font. Widgets belong to their
 /// parents.
-void MakeControls(QWidget& client, std::span<const ControlSpec> specs);
+void MakeControls(QWidget& client, std::span<const ControlEntry> entries);
 
 /// The control of that name and kind; a name that the table lacks is an error in the program.
 template <class Widget>

@@ -23,14 +23,14 @@
 namespace corvix::ui {
 namespace {
 
-void MakeMenu(QMenuBar& bar, const MenuSpec& spec) {
-  auto* menu = bar.addMenu(ToQt(spec.menu_caption));
-  menu->setObjectName(ToQt(spec.menu));
-  menu->addAction(ToQt(spec.item_caption))->setObjectName(ToQt(spec.item));
+void MakeMenu(QMenuBar& bar, const MenuEntry& entry) {
+  auto* menu = bar.addMenu(ToQt(entry.menu_caption));
+  menu->setObjectName(ToQt(entry.menu));
+  menu->addAction(ToQt(entry.item_caption))->setObjectName(ToQt(entry.item));
 }
 
-QAction& Item(const QMainWindow& window, const MenuSpec& spec) {
-  return *window.findChild<QAction*>(ToQt(spec.item));
+QAction& Item(const QMainWindow& window, const MenuEntry& entry) {
+  return *window.findChild<QAction*>(ToQt(entry.item));
 }
 
 /// Of a group of options the selected one is the tab stop; the arrow keys reach the others.
@@ -76,8 +76,8 @@ class MainWindow::RunningState {
 
  private:
   void Enable(bool enabled) {
-    for (const ControlSpec& spec : MainControls()) {
-      if (spec.disabled_in_a_run) Control<QWidget>(window_, spec.name).setEnabled(enabled);
+    for (const ControlEntry& entry : MainControls()) {
+      if (entry.disabled_in_a_run) Control<QWidget>(window_, entry.name).setEnabled(enabled);
     }
     Item(window_, kFileMenu).setEnabled(enabled);
   }

@@ -6,7 +6,7 @@
 
 namespace corvix::ui {
 
-ModalForm::ModalForm(const FormSpec& form, std::span<const ControlSpec> controls, QWidget* parent)
+ModalForm::ModalForm(const FormEntry& form, std::span<const ControlEntry> controls, QWidget* parent)
     : QDialog(parent,
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint) {
   setObjectName(ToQt(form.name));

@@ -5,13 +5,13 @@
 #include <QDialog>
 #include <span>
 
-#include "ui/control_spec.h"
+#include "ui/control_table.h"
 
 namespace corvix::ui {
 
 class ModalForm : public QDialog {
  public:
-  ModalForm(const FormSpec& form, std::span<const ControlSpec> controls, QWidget* parent);
+  ModalForm(const FormEntry& form, std::span<const ControlEntry> controls, QWidget* parent);
 
  protected:
   void keyPressEvent(QKeyEvent* event) override;

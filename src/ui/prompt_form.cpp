@@ -10,23 +10,23 @@ namespace {
 using enum ControlKind;
 
 constexpr std::array kFixed{
-    ControlSpec{.name = "lblAsk", .kind = Label, .place = {240, 0, 8655, 255}, .centred = true},
-    ControlSpec{
+    ControlEntry{.name = "lblAsk", .kind = Label, .place = {240, 0, 8655, 255}, .centred = true},
+    ControlEntry{
         .name = "cmdYes", .kind = Button, .caption = "&Yes", .place = {240, 240, 1695, 300}, .tab_index = 0},
-    ControlSpec{
+    ControlEntry{
         .name = "cmdNo", .kind = Button, .caption = "&No", .place = {2160, 240, 1695, 300}, .tab_index = 1},
-    ControlSpec{.name = "cmdStop",
-                .kind = Button,
-                .caption = "&Stop The Conversion",
-                .place = {4080, 240, 1695, 300},
-                .tab_index = 2},
-    ControlSpec{.name = "frmSource", .kind = Frame, .caption = "Source", .place = {120, 600, 4335, 5415}},
-    ControlSpec{.name = "Frame1", .kind = Frame, .caption = "Target", .place = {4560, 600, 4335, 5415}},
-    ControlSpec{.name = "cmdDontask",
-                .kind = Button,
-                .caption = "Overwrite and Continue Without Stopping",
-                .place = {5760, 6120, 3135, 375},
-                .tab_index = 3},
+    ControlEntry{.name = "cmdStop",
+                 .kind = Button,
+                 .caption = "&Stop The Conversion",
+                 .place = {4080, 240, 1695, 300},
+                 .tab_index = 2},
+    ControlEntry{.name = "frmSource", .kind = Frame, .caption = "Source", .place = {120, 600, 4335, 5415}},
+    ControlEntry{.name = "Frame1", .kind = Frame, .caption = "Target", .place = {4560, 600, 4335, 5415}},
+    ControlEntry{.name = "cmdDontask",
+                 .kind = Button,
+                 .caption = "Overwrite and Continue Without Stopping",
+                 .place = {5760, 6120, 3135, 375},
+                 .tab_index = 3},
 };
 constexpr int kFirstBoxTab = 4;
 
@@ -60,7 +60,7 @@ class Table {
   Table() : controls_(kFixed.begin(), kFixed.end()) {
     for (const run::PromptRow& row : run::PromptRows()) AddRow(row);
   }
-  std::span<const ControlSpec> controls() const { return controls_; }
+  std::span<const ControlEntry> controls() const { return controls_; }
 
  private:
   void AddRow(const run::PromptRow& row) {
@@ -122,7 +122,7 @@ class Table {
   int LineTop() const { return kFirstLine + line_ * kLineHeight; }
   std::string_view Keep(std::string text) { return kept_.emplace_back(std::move(text)); }
 
-  std::vector<ControlSpec> controls_;
+  std::vector<ControlEntry> controls_;
   std::deque<std::string> kept_;  // never moves what it holds
   int line_ = 0;
   int boxes_ = 0;
@@ -130,7 +130,7 @@ class Table {
 
 }  // namespace
 
-std::span<const ControlSpec> PromptControls() {
+std::span<const ControlEntry> PromptControls() {
   static const Table table;
   return table.controls();
 }

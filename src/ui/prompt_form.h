@@ -6,13 +6,13 @@
 #include <string>
 
 #include "run/duplicate_prompt.h"
-#include "ui/control_spec.h"
+#include "ui/control_table.h"
 
 namespace corvix::ui {
 
-inline constexpr FormSpec kPromptForm{"frmAsk", "Replace The Comparable Data?", 9015, 6585};
+inline constexpr FormEntry kPromptForm{"frmAsk", "Replace The Comparable Data?", 9015, 6585};
 
-std::span<const ControlSpec> PromptControls();
+std::span<const ControlEntry> PromptControls();
 
 /// Name of the small label before a cell that shows the sign of a difference.
 std::string SignName(const run::PromptCell& cell);

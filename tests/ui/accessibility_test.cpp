@@ -17,13 +17,13 @@
 namespace corvix {
 namespace {
 
+using ui::ControlEntry;
 using ui::ControlKind;
-using ui::ControlSpec;
 
 class AccessibilityTest : public test::MemoryWindowTest {};
 
 /// Everything that a person can act on or must hear has a name, and a role that says what it is.
-void ExpectNamesAndRoles(const QWidget& window, std::span<const ControlSpec> specs) {
+void ExpectNamesAndRoles(const QWidget& window, std::span<const ControlEntry> entries) {
   const std::map<ControlKind, QAccessible::Role> roles{{ControlKind::TextBox, QAccessible::EditableText},
                                                        {ControlKind::ReadOnlyBox, QAccessible::EditableText},
                                                        {ControlKind::Button, QAccessible::Button},
@@ -32,16 +32,16 @@ void ExpectNamesAndRoles(const QWidget& window, std::span<const ControlSpec> spe
                                                        {ControlKind::Frame, QAccessible::Grouping},
                                                        {ControlKind::ProgressBar, QAccessible::ProgressBar}};
   std::set<QString> names;
-  for (const ControlSpec& spec : specs) {
-    if (!roles.contains(spec.kind)) continue;
-    auto* face = QAccessible::queryAccessibleInterface(&ui::Control<QWidget>(window, spec.name));
-    ASSERT_TRUE(face) << spec.name;
-    EXPECT_EQ(face->role(), roles.at(spec.kind)) << spec.name;
+  for (const ControlEntry& entry : entries) {
+    if (!roles.contains(entry.kind)) continue;
+    auto* face = QAccessible::queryAccessibleInterface(&ui::Control<QWidget>(window, entry.name));
+    ASSERT_TRUE(face) << entry.name;
+    EXPECT_EQ(face->role(), roles.at(entry.kind)) << entry.name;
     const QString name = face->text(QAccessible::Name);
-    EXPECT_FALSE(name.isEmpty()) << spec.name;
-    EXPECT_TRUE(names.insert(name).second) << spec.name << " shares the name " << name.toStdString();
+    EXPECT_FALSE(name.isEmpty()) << entry.name;
+    EXPECT_TRUE(names.insert(name).second) << entry.name << " shares the name " << name.toStdString();
     if (face->role() == QAccessible::EditableText) {
-      EXPECT_EQ(face->state().readOnly != 0, spec.kind == ControlKind::ReadOnlyBox) << spec.name;
+      EXPECT_EQ(face->state().readOnly != 0, entry.kind == ControlKind::ReadOnlyBox) << entry.name;
     }
   }
 }
@@ -119,13 +119,13 @@ TEST_F(AccessibilityTest, EveryControlStandsWhereTheTablesSayAndItsCaptionFits) 
                                             {"optdup(1)", {16, 32, 449, 17}},
                                             {"lblmsg", {0, 272, 609, 17}}};
   for (const auto& [name, place] : places) EXPECT_EQ(Get<QWidget>(name).geometry(), place) << name;
-  for (const ControlSpec& spec : ui::MainControls()) {
-    auto& control = Get<QWidget>(spec.name);
-    const bool fixed_text = spec.kind == ControlKind::Label || spec.kind == ControlKind::Button ||
-                            spec.kind == ControlKind::OptionButton || spec.kind == ControlKind::CheckBox;
-    if (!fixed_text || spec.wrapped) continue;
-    EXPECT_LE(QFontMetrics(control.font()).horizontalAdvance(ui::ToQt(spec.caption)), control.width())
-        << spec.name;
+  for (const ControlEntry& entry : ui::MainControls()) {
+    auto& control = Get<QWidget>(entry.name);
+    const bool fixed_text = entry.kind == ControlKind::Label || entry.kind == ControlKind::Button ||
+                            entry.kind == ControlKind::OptionButton || entry.kind == ControlKind::CheckBox;
+    if (!fixed_text || entry.wrapped) continue;
+    EXPECT_LE(QFontMetrics(control.font()).horizontalAdvance(ui::ToQt(entry.caption)), control.width())
+        << entry.name;
   }
   EXPECT_EQ(Get<QLabel>("lblmsg").palette().color(QPalette::Window), QColor(Qt::white));
   EXPECT_EQ(Get<QLabel>("lblmsg").palette().color(QPalette::WindowText), QColor(Qt::black));

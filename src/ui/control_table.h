@@ -42,7 +42,7 @@ enum class ControlKind {
 
 inline constexpr int kNoTabStop = -1;
 
-struct ControlSpec {
+struct ControlEntry {
   std::string_view name;  ///< object name; empty for pure decoration
   ControlKind kind = ControlKind::Label;
   std::string_view caption;  ///< or the text that a box starts with
@@ -50,7 +50,7 @@ struct ControlSpec {
   std::string_view parent;         ///< name of the frame around it; empty: the window itself
   int tab_index = kNoTabStop;      ///< position in the tab order
   std::string_view tag;            ///< INI binding, or a note
-  std::string_view tool_tip;       ///<
+  std::string_view tool_tip;
   std::string_view spoken;         ///< accessible name, where the caption does not say it
   std::string_view buddy;          ///< of a caption label: the control that it names
   bool centred = false;            ///< text of a label
@@ -59,7 +59,7 @@ struct ControlSpec {
 };
 
 /// What a window is besides its controls.
-struct FormSpec {
+struct FormEntry {
   std::string_view name;
   std::string_view caption;
   int width = 0;   ///< of the client area, in twips
