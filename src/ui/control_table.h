@@ -47,9 +47,9 @@ struct ControlEntry {
   ControlKind kind = ControlKind::Label;
   std::string_view caption;  ///< or the text that a box starts with
   TwipRect place;
-  std::string_view parent;         ///< name of the frame around it; empty: the window itself
-  int tab_index = kNoTabStop;      ///< position in the tab order
-  std::string_view tag;            ///< INI binding, or a note
+  std::string_view parent;     ///< name of the frame around it; empty: the window itself
+  int tab_index = kNoTabStop;  ///< position in the tab order
+  std::string_view tag;        ///< INI binding, or a note
   std::string_view tool_tip;
   std::string_view spoken;         ///< accessible name, where the caption does not say it
   std::string_view buddy;          ///< of a caption label: the control that it names
