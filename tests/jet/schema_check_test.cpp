@@ -242,7 +242,6 @@ TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
        [&](Bytes& b) {  // the key of a row that others refer to, in the row and in its entry
          const ByteSpan leaf = PageOf(b, RootOf("Parents", "PrimaryKey"));
          flip(leaf, index_page::kEntries + 2 * 9 + 4, 0x80);
-         ByteSpan data = storage::Slice(ByteSpan(b), 0, b.size());
          for (std::size_t page = 6; page < b.size() / kPageSize; ++page) {
            const ByteSpan each = PageOf(b, static_cast<PageNumber>(page));
            if (DataPage::IsOwnedBy(each, Table("Parents").page)) flip(each, CellOffset(each, 2) + 2, 0x80);

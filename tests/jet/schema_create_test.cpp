@@ -41,10 +41,10 @@ TEST(CreateDatabase, AnEmptyOneIsTheEnginesOwn) {
   ASSERT_EQ(made->page_count(), real->page_count());
   // Definitions have bytes that mean nothing, and the rows of MSysObjects (page 14) the time of their
   // creation.
-  for (const PageNumber page : {0, 1, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15}) {
+  for (const PageNumber page : {0U, 1U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 13U, 15U}) {
     EXPECT_TRUE(std::ranges::equal(made->Read(page).bytes(), real->Read(page).bytes())) << "page " << page;
   }
-  for (const PageNumber page : {2, 3, 4}) {
+  for (const PageNumber page : {2U, 3U, 4U}) {
     EXPECT_EQ(EncodeTableDefinition(ReadTableDefinition(*made, page)),
               EncodeTableDefinition(ReadTableDefinition(*real, page)))
         << "page " << page;

@@ -110,7 +110,9 @@ TEST(HeaderPage, TellsOtherFilesApart) {
         Case{header::kSignature + 9, 'A', "later version"}, Case{header::kSignature, 's', "not an"}}) {
     Bytes page = sound;
     page[each.offset] = std::byte{each.value};
-    if (each.value == 'A') std::ranges::copy(storage::AsBytes("ACE"), page.begin() + each.offset);
+    if (each.value == 'A')
+      std::ranges::copy(storage::AsBytes("ACE"),
+                        storage::Slice(storage::ByteSpan(page), each.offset, 3).begin());
     try {
       ReadHeaderPage(page, "x.mdb");
       ADD_FAILURE() << each.message;
