@@ -7,7 +7,6 @@
 
 #include "jet/pages_scratch.h"
 #include "storage/jet/pager.h"
-#include "storage/jet/rc4.h"
 
 namespace corvix::jet {
 namespace {
@@ -160,15 +159,6 @@ TEST(Pager, AFailedCheckpointLosesNothingAndCanBeRepeated) {
       EXPECT_EQ(std::to_integer<std::uint64_t>(bytes[5]), page + 1);
     EXPECT_EQ(file->pages[7][6], std::byte{99});
   }
-}
-
-TEST(Rc4, GivesTheKnownStreamOfTheHeaderKey) {
-  const std::array key{std::byte{0xC7}, std::byte{0xDA}, std::byte{0x39}, std::byte{0x6B}};
-  std::array<std::byte, 6> bytes{};
-  ApplyRc4(key, bytes);
-  const std::array expected{std::byte{0xB5}, std::byte{0x6F}, std::byte{0x03},
-                            std::byte{0x62}, std::byte{0x61}, std::byte{0x08}};
-  EXPECT_EQ(bytes, expected);
 }
 
 }  // namespace

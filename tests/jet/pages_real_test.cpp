@@ -1,6 +1,5 @@
 // Real files: every row of every table is read, and what the codec writes is what the file holds.
 #include <gtest/gtest.h>
-#include <map>
 #include <vector>
 
 #include "storage/base/posix_file.h"
@@ -101,59 +100,6 @@ TEST(RealFiles, EveryRowIsReadAndEncodesToTheSameBytes) {
   EXPECT_LT(tally.padded, 50u);
   EXPECT_LT(tally.older, 500u);
   EXPECT_LT(tally.uncompressed, 300u);
-}
-
-/// The values of all rows of a table.
-std::map<RowRef, std::vector<core::Value>> ReadAll(const TableRows& rows) {
-  std::map<RowRef, std::vector<core::Value>> all;
-  for (auto slot = rows.First(); slot; slot = rows.Next(*slot)) {
-    const auto stored = rows.Find(*slot);
-    for (std::size_t i = 0; i < rows.table().columns.size(); ++i) all[*slot].push_back(rows.Read(*stored, i));
-  }
-  return all;
-}
-
-TEST(RealFiles, RowsAreChangedInPlaceAmongRowsOfOtherWriters) {
-  const auto path = test::SharedFile("fixtures/mdb/folvane-5k/FOLVANE.MDB");
-  if (!path) GTEST_SKIP() << "no shared files";
-  storage::PosixFileSystem disk;
-  storage::MemoryFileSystem memory;
-  const auto source = disk.Open(*path, storage::OpenMode::Read);
-  Bytes bytes(source->Size());
-  source->ReadAt(0, bytes);
-  memory.Open("COPY.MDB", storage::OpenMode::Create)->WriteAt(0, bytes);
-
-  const auto pager = test::OpenPager(memory, "COPY.MDB", false);
-  PageAllocator allocator(*pager);
-  TableDefinition table = ReadTableDefinition(*pager, Catalog(*pager).FindTable("COMPS")->DefinitionPage());
-  TableRows rows(*pager, allocator, table);
-  auto model = ReadAll(rows);
-  const auto position = [&](std::string_view name) {
-    return static_cast<std::size_t>(table.FindColumn(name) - table.columns.data());
-  };
-  // All memos of every second row grow, which moves many rows; every fifth row goes; as many come.
-  std::size_t n = 0;
-  for (auto row = model.begin(); row != model.end(); ++n) {
-    if (n % 5 == 0) {
-      rows.Delete(row->first);
-      row = model.erase(row);
-      continue;
-    }
-    if (n % 2 == 0) {
-      ColumnSet changed;
-      for (const auto name : {"COMMENTS", "PHOTOS", "OWNER"}) {
-        changed.set(position(name));
-        row->second[position(name)] = std::string(name[0] == 'O' ? 30 : n % 6000, 'p');
-      }
-      rows.Update(row->first, row->second, changed);
-    }
-    ++row;
-  }
-  const auto kept = model.begin()->second;
-  for (std::size_t i = 0; i < 1000; ++i) model[rows.Insert(kept)] = kept;
-  EXPECT_EQ(table.row_count, 5000u);
-  pager->Checkpoint();
-  EXPECT_EQ(ReadAll(rows), model);
 }
 
 }  // namespace

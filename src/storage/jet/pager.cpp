@@ -182,7 +182,6 @@ class Pager::Impl {
   std::uint32_t key_ = 0;
   bool changed_ = false;        // since the last checkpoint
   bool reset_pending_ = false;  // the journal still holds the checkpoint before
-  std::uint64_t pages_written_ = 0;
   std::uint64_t undo_count_ = 0;
 
  private:
@@ -338,7 +337,6 @@ class Pager::Impl {
       frame->dirty = false;  // keeps P6
       Classify(*frame);
     }
-    pages_written_ += frames.size();
   }
 
   /// Neighbouring pages go to the file in one write.
@@ -417,7 +415,6 @@ storage::File& Pager::file() { return *impl_->file_; }
 void Pager::SetDatabaseKey(std::uint32_t key) { impl_->key_ = key; }
 void Pager::Checkpoint() { impl_->Checkpoint(); }
 bool Pager::dirty() const { return impl_->changed_ || impl_->reset_pending_; }
-std::uint64_t Pager::pages_written() const { return impl_->pages_written_; }
 std::uint64_t Pager::undo_count() const { return impl_->undo_count_; }
 
 Savepoint::Savepoint(Pager& pager) : pager_(pager.impl_->OpenSavepoint() ? pager.impl_.get() : nullptr) {}

@@ -141,8 +141,6 @@ class Pager {
   void Checkpoint();
   /// True when pages have changed since the last checkpoint.
   bool dirty() const;
-  /// Pages written to the file so far, for figures.
-  std::uint64_t pages_written() const;
   /// Number of savepoints that were undone so far. Whoever remembers what pages said (free space, counters)
   /// must forget it when this number has changed.
   std::uint64_t undo_count() const;

@@ -340,8 +340,6 @@ void PageAllocator::Release(PageNumber page) {
   search_from_ = std::min(search_from_, std::max(page, kFirstAllocated));
 }
 
-bool PageAllocator::IsFree(PageNumber page) const { return map_.Contains(page); }
-
 // --- pages of an index ----------------------------------------------------------------------------------
 
 MappedIndexPages::MappedIndexPages(PageAllocator& allocator, Pager& pager, RowRef usage_map)

@@ -42,8 +42,6 @@ class UsageMap {
   /// Adds the cell of an empty map to a page of maps and returns its address. The page must have room.
   static RowRef Create(Pager& pager, PageNumber map_page);
 
-  RowRef cell() const { return cell_; }
-
   bool Contains(PageNumber page) const;
   void Add(PageNumber page);
   void Remove(PageNumber page);
@@ -96,7 +94,6 @@ class PageAllocator {
   PageEdit Allocate();
   /// Makes the page free. Its bytes are left as they are.
   void Release(PageNumber page);
-  bool IsFree(PageNumber page) const;
 
  private:
   static constexpr PageNumber kFirstAllocated = kRelationshipsTable + 1;  // lower ones have a fixed purpose
