@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace corvix::core {
 
@@ -30,6 +31,9 @@ enum class FieldType : std::int16_t {
   Time = 22,
   TimeStamp = 23,
 };
+
+/// The type as people name it: "text", "yes/no".
+std::string_view FieldTypeName(FieldType type);
 
 struct Field {
   std::string name;

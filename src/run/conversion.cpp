@@ -160,6 +160,7 @@ class Conversion {
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginEdit(); });
     trap([&] { merge::MergeCentralData(sources_.datCentral, target, merge::kReplaceIfEmpty); });
+    event_.merged_comps = true;
     trap([&] { merge::MergeData(sources_.datcomps, target, merge::kReplace); });
     trap([&] {
       target.Records().Store();
@@ -171,6 +172,7 @@ class Conversion {
     event_.outcome = Outcome::NotAdded;
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginAdd(); });
+    event_.merged_central = true;
     trap([&] { merge::MergeData(sources_.datCentral, target, merge::kReplace); });
     trap([&] {
       target.Records().Store();
@@ -179,6 +181,7 @@ class Conversion {
     // Storing an added row does not make it current, so it is looked up again.
     if (Found(trap, sources_.datcomps, key) && FoundCopy(trap, target, key)) {
       trap([&] { target.Records().BeginEdit(); });
+      event_.merged_comps = true;
       trap([&] { merge::MergeData(sources_.datcomps, target, merge::kReplace); });
       trap([&] { target.Records().Store(); });
     }
@@ -193,6 +196,7 @@ class Conversion {
     if (values_.DupMode != kAskEachTime) return false;
     if (values_.AskResult != kAskOverwriteAll) {
       trap([&] { Checkpoint(); });
+      event_.asked = true;
       trap([&] { host_.ShowDuplicatePrompt(values_); });
     }
     return values_.AskResult == kAskYes || values_.AskResult == kAskOverwriteAll;
@@ -256,6 +260,7 @@ class Conversion {
   /// The run's error table; the other numbers go to the common reporter.
   std::optional<Action> Settle(const Error& error) {
     event_.errors.push_back(error.number());
+    event_.error_texts.emplace_back(error.what());
     const std::optional<Action> action = ActionFor(error.number());
     if (action == Action::Leave) session_.ended_by = error;
     return action;

@@ -22,8 +22,12 @@ struct RecordEvent {
   std::int64_t number = 0;  ///< of the source record, from 1
   std::string key;          ///< trimmed, upper-cased
   Outcome outcome = Outcome::Blank;
-  int photo_lines = 0;                      ///< added to the photo list and stored
+  bool asked = false;           ///< the duplicate prompt was shown
+  int photo_lines = 0;          ///< added to the photo list and stored
+  bool merged_central = false;  ///< the central record went through the store rules (merge/store_field.h)
+  bool merged_comps = false;    ///< the comps record did
   std::vector<common::ErrorNumber> errors;  ///< every error that reached the run, the silent ones included
+  std::vector<std::string> error_texts;     ///< the text of each, with its place
 };
 
 }  // namespace corvix::run

@@ -1,0 +1,279 @@
+#include "run/source_review.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "common/path_names.h"
+#include "common/text.h"
+#include "core/lookup.h"
+#include "run/run_values.h"
+#include "run/value_fate.h"
+
+namespace corvix::run {
+namespace {
+
+using core::GetFieldData;
+using core::kCentralKey;
+using core::TableSource;
+
+/// Characters that no table means: the replacement character, and what code_page.h makes of bytes that a page
+/// leaves unassigned (control characters of the upper half, private ones).
+bool HasUndecodable(std::string_view text) {
+  if (common::IsAscii(text)) return false;
+  return std::ranges::any_of(common::ToUtf16(text), [](char16_t unit) {
+    return unit == 0xFFFD || (unit >= 0x80 && unit < 0xA0) || (unit >= 0xF700 && unit < 0xF800);
+  });
+}
+
+/// Where a value stands.
+struct Spot {
+  const char* table;
+  std::string_view field;
+  std::int64_t record = 0;
+  const std::string& key;
+};
+
+class Reviewer {
+ public:
+  Reviewer(core::TableEngine& engine, const BoxTexts& boxes, std::int16_t dup_mode) : dup_mode_(dup_mode) {
+    std::string directory = boxes.txtCompPath;
+    directory = common::RemoveRSlash(directory);
+    std::string target = boxes.txtCompsPath;
+    for (TableSource* source : {&central_, &comps_, &photo_}) {
+      source->Recordset = engine.OpenFoxProTable(directory, source->name);
+    }
+    database_ = engine.OpenDatabase(common::CkRSlash(target) + "FOLVANE.MDB");
+    target_.Recordset = database_->OpenTable("COMPS");
+  }
+
+  Review Run() {
+    ListFields(central_);
+    ListFields(comps_);
+    Scan(comps_);
+    Scan(photo_);
+    if (central_.Records().HasRow()) WalkCentral();
+    Review review;
+    review.comps_left = comps_.Records().RecordCount() - static_cast<std::int64_t>(reached_.size());
+    for (auto& [sort, warning] : warnings_) review.warnings.push_back(std::move(warning));
+    std::ranges::stable_sort(review.warnings, {},
+                             [](const Warning& w) { return !(w.ends_run && w.values > 0); });
+    return review;
+  }
+
+ private:
+  Warning& Note(Concern concern, std::string_view table, std::string_view field,
+                common::ErrorNumber number = 0) {
+    Warning& warning = warnings_[{concern, std::string(table), std::string(field), number}];
+    warning.concern = concern;
+    warning.table = table;
+    warning.field = field;
+    return warning;
+  }
+
+  Warning& Count(Concern concern, const Spot& spot, const std::string& value, const std::string& why,
+                 const std::optional<common::Error>& error = {}) {
+    Warning& warning = Note(concern, spot.table, spot.field, error ? error->number() : 0);
+    if (warning.values++ == 0) {
+      warning.record = spot.record;
+      warning.key = spot.key;
+      warning.value = value;
+      warning.ends_run = error && EndsRun(error->number());
+      if (warning.why.empty()) warning.why = why;
+    }
+    return warning;
+  }
+
+  /// Fields of which nothing can arrive, whether or not they hold values.
+  void ListFields(const TableSource& source) {
+    for (const core::Field& field : source.Records().Fields()) {
+      const std::string_view name = common::Trim(field.name);
+      const std::string_view wanted = name == "SALEDATE" ? std::string_view("SaleDate") : name;
+      const auto position = target_.Records().FindField(wanted);
+      if (!position) {
+        Note(Concern::NoTargetField, source.name, name, common::kItemNotFound).why =
+            fmt::format("the target has no field '{}'", wanted);
+        continue;
+      }
+      if (name == "SALEDATE") continue;
+      const ValueFate fate = FateOf(target_.Records(), name, "x");
+      if (fate.fate == Fate::NeverStored) Note(Concern::NeverStored, source.name, name).why = Explain(fate);
+    }
+  }
+
+  /// Characters of a whole table.
+  void Scan(TableSource& source) {
+    core::RecordSet& records = source.Records();
+    if (!records.HasRow()) return;
+    for (; !records.PastEnd(); records.MoveNext()) {
+      const std::string key(common::Trim(GetFieldData(source, kCentralKey)));
+      CheckCharacters(source, 0, key);
+    }
+    records.MoveFirst();  // a lookup needs a record to come back to
+  }
+
+  void CheckCharacters(const TableSource& source, std::int64_t record, const std::string& key) {
+    for (const core::Field& field : source.Records().Fields()) {
+      if (field.type != core::FieldType::Text && field.type != core::FieldType::Memo) continue;
+      const std::string value = GetFieldData(source, field.name);
+      if (HasUndecodable(value)) {
+        Count(Concern::Undecodable, {source.name.c_str(), field.name, record, key}, value,
+              "characters that the code page of the table does not have");
+      }
+    }
+  }
+
+  void WalkCentral() {
+    core::RecordSet& records = central_.Records();
+    records.SelectIndex(kCentralKey);
+    records.MoveFirst();
+    for (std::int64_t number = 1; !records.PastEnd(); records.MoveNext(), ++number) {
+      const std::string exact(common::Trim(GetFieldData(central_, kCentralKey)));
+      CheckCharacters(central_, number, exact);
+      if (exact.empty()) {
+        Count(Concern::BlankKey, {"CENTRAL", kCentralKey, number, exact}, {},
+              "counted, and nothing else is done");
+      } else {
+        ReviewRecord(number, exact);
+      }
+    }
+  }
+
+  void ReviewRecord(std::int64_t number, const std::string& exact) {
+    std::string key = common::UpperCase(exact);
+    const bool is_repeated = CheckKey(number, exact, key);
+    const bool is_stored = core::FindRecord(target_, key, kCentralKey);
+    const bool has_comps = core::FindRecord(comps_, key, kCentralKey);
+    if (has_comps) reached_.insert(comps_.Records().GetBookmark().handle);
+    if (!is_stored && !is_repeated) {
+      ReviewStored(central_, number, exact);
+      if (has_comps) ReviewStored(comps_, number, exact);
+    } else if (has_comps && dup_mode_ != kKeepTarget) {
+      if (is_stored) ReviewFilled(number, exact);
+      ReviewStored(comps_, number, exact);
+    }
+  }
+
+  /// True when a record before had the key already.
+  bool CheckKey(std::int64_t number, const std::string& exact, const std::string& upper) {
+    const auto position = target_.Records().FindField(kCentralKey);
+    const std::size_t width = position ? static_cast<std::size_t>(target_.Records().Fields()[*position].size)
+                                       : common::Utf16Length(upper);
+    const Spot spot{"CENTRAL", kCentralKey, number, exact};
+    if (common::Utf16Length(upper) > width) {
+      Count(Concern::LongKey, spot, exact,
+            fmt::format("longer than the target's key; cut to {} characters", width));
+    }
+    const auto [first, is_new] = keys_.try_emplace(common::FitWidth(upper, width), exact);
+    if (is_new) return false;
+    if (first->second == exact) {
+      Count(Concern::RepeatedKey, spot, exact, "the key occurs more than once; later records are duplicates");
+    } else if (common::EqualIgnoringCase(first->second, exact)) {
+      Count(Concern::CaseKey, spot, exact,
+            fmt::format("the key differs from '{}' only in letter case; the target takes both for one",
+                        first->second));
+    } else {
+      Count(Concern::CutKey, spot, exact,
+            fmt::format("cut to the target's width the key is that of '{}'", first->second));
+    }
+    return true;
+  }
+
+  /// A record that goes through the store rules.
+  void ReviewStored(const TableSource& source, std::int64_t number, const std::string& key) {
+    for (const core::Field& field : source.Records().Fields()) {
+      const std::string_view name = common::Trim(field.name);
+      const std::string value = GetFieldData(source, name);
+      if (value.empty()) continue;
+      const ValueFate fate = FateOf(target_.Records(), name, value);
+      if (fate.fate == Fate::Stored) continue;
+      Count(ConcernOf(fate), {source.name.c_str(), name, number, key}, value, Explain(fate), fate.error);
+    }
+  }
+
+  static Concern ConcernOf(const ValueFate& fate) {
+    switch (fate.fate) {
+      case Fate::Cut:
+        return Concern::Cut;
+      case Fate::Sentinel:
+        return Concern::Sentinel;
+      case Fate::NotADate:
+        return Concern::NotADate;
+      case Fate::NeverStored:
+        return Concern::NeverStored;
+      default:
+        return fate.field == nullptr ? Concern::NoTargetField : Concern::Refused;
+    }
+  }
+
+  /// The central record of a row that is there: empty target fields are filled by plain assignment. An error
+  /// ends that, so the fields behind it are not looked at.
+  void ReviewFilled(std::int64_t number, const std::string& key) {
+    const auto fields = target_.Records().Fields();
+    for (const core::Field& field : central_.Records().Fields()) {
+      const auto position = target_.Records().FindField(field.name);
+      if (!position || !GetFieldData(target_, field.name).empty()) continue;
+      const std::string value = GetFieldData(central_, field.name);
+      const auto error = AssignmentError(fields[*position], value);
+      if (!error) continue;
+      Count(Concern::FillRefused, {"CENTRAL", field.name, number, key}, value,
+            error->what() + std::string("; the central fields behind it are not filled either"), error);
+      return;
+    }
+  }
+
+  std::int16_t dup_mode_;
+  TableSource central_{.name = "CENTRAL"};
+  TableSource comps_{.name = "COMPS"};
+  TableSource photo_{.name = "PHOTO"};
+  TableSource target_{.name = "DATFOLVANE"};
+  std::shared_ptr<core::Database> database_;
+  std::unordered_map<std::string, std::string> keys_;  // fitted to the target, with their first spelling
+  std::unordered_set<std::uint64_t> reached_;          // comps records
+  std::map<std::tuple<Concern, std::string, std::string, common::ErrorNumber>, Warning> warnings_;
+};
+
+}  // namespace
+
+std::string_view ConcernName(Concern concern) {
+  switch (concern) {
+    case Concern::NoTargetField:
+      return "no_target_field";
+    case Concern::NeverStored:
+      return "never_stored";
+    case Concern::Cut:
+      return "text_cut";
+    case Concern::Sentinel:
+      return "sentinel_date";
+    case Concern::NotADate:
+      return "not_a_date";
+    case Concern::Refused:
+      return "refused";
+    case Concern::FillRefused:
+      return "fill_refused";
+    case Concern::Undecodable:
+      return "undecodable";
+    case Concern::BlankKey:
+      return "blank_key";
+    case Concern::LongKey:
+      return "long_key";
+    case Concern::RepeatedKey:
+      return "repeated_key";
+    case Concern::CaseKey:
+      return "case_key";
+    case Concern::CutKey:
+      return "cut_key";
+  }
+  return {};
+}
+
+Review ReviewSources(core::TableEngine& engine, const BoxTexts& boxes, std::int16_t dup_mode) {
+  return Reviewer(engine, boxes, dup_mode).Run();
+}
+
+}  // namespace corvix::run
