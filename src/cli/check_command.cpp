@@ -1,8 +1,17 @@
 #include "cli/check_command.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/data_path.h"
+#include "cli/database_file.h"
+#include "cli/json_object.h"
+#include "cli/output.h"
+#include "cli/shown_text.h"
+#include "cli/source_check.h"
 #include "common/error.h"
 #include "storage/base/posix_file.h"
 #include "storage/foxpro/foxpro_check.h"
@@ -12,73 +21,145 @@
 namespace corvix::cli {
 namespace {
 
-jet::CheckReport CheckPages(storage::FileSystem& files, const std::filesystem::path& path) {
-  auto file = files.Open(path, storage::OpenMode::Read);
-  if (!file->TryLock(storage::LockKind::Shared, 0, 0)) {
-    throw common::Error(common::kFileInUse,
-                        "The database is being written by another program; close it there and try again",
-                        path.string());
-  }
-  jet::Pager pager(std::move(file), path, {.read_only = true});
-  return jet::CheckDatabase(pager);
-}
+struct CheckOptions {
+  std::vector<std::string> paths;  ///< databases, tables, or directories of them
+  bool notes = false;              ///< also print what is worth knowing and no fault
+  bool json = false;
+};
 
-// Both return the number of problems that were printed or counted.
+/// Prints findings, and counts problems.
+class Findings {
+ public:
+  Findings(const CheckOptions& options, std::filesystem::path path)
+      : options_(options), path_(std::move(path)) {}
 
-std::size_t CheckDatabaseFile(storage::FileSystem& files, const std::filesystem::path& path, bool notes) {
-  const jet::CheckReport report = CheckPages(files, path);
-  const auto print = [&](const char* kind, const std::vector<jet::Finding>& findings, std::size_t left_out) {
-    for (const jet::Finding& finding : findings) {
-      fmt::print("{}: {}: page {}: {}\n", path.string(), kind, finding.page, finding.text);
+  std::size_t problems() const { return problems_; }
+
+  void Add(bool is_problem, const std::string& place, const std::string& text) {
+    if (is_problem) ++problems_;
+    if (!is_problem && !options_.notes) return;
+    const char* kind = is_problem ? "problem" : "note";
+    if (options_.json) {
+      Print(Object(kind).Text("place", place).Text("text", text).Finish() + "\n");
+    } else {
+      Print(fmt::format("{}: {}: {}: {}\n", path_.string(), kind, ShownText(place), ShownText(text)));
     }
-    if (left_out > 0) fmt::print("{}: {}: {} more\n", path.string(), kind, left_out);
-  };
-  print("problem", report.problems, report.problems_left_out);
-  if (notes) print("note", report.notes, report.notes_left_out);
-  const std::size_t problems = report.problems.size() + report.problems_left_out;
-  fmt::print("{}: {} pages, {} tables, {} rows, {} indexes, {} index entries: {}\n", path.string(),
-             report.pages, report.tables, report.rows, report.indexes, report.index_entries,
-             problems == 0 ? "no problem" : fmt::format("{} problems", problems));
-  return problems;
+  }
+
+  void AddUncounted(bool is_problem, std::size_t count) {
+    if (count == 0) return;
+    if (is_problem) problems_ += count - 1;  // Add counts one
+    Add(is_problem, "file", fmt::format("{} more", count));
+  }
+
+  /// The last line about a file: what was looked at.
+  void Sum(const std::vector<std::pair<std::string_view, std::size_t>>& counts) {
+    if (options_.json) {
+      JsonObject object = Object("checked");
+      for (const auto& [name, count] : counts) object.Number(name, count);
+      Print(object.Number("problems", problems_).Finish() + "\n");
+      return;
+    }
+    std::string line = path_.string() + ": ";
+    for (const auto& [name, count] : counts) {
+      std::string words(name);
+      std::ranges::replace(words, '_', ' ');
+      line += fmt::format("{}{} {}", &name == &counts.front().first ? "" : ", ", count, words);
+    }
+    line +=
+        problems_ == 0 ? ": no problem" : fmt::format(": {} problem{}", problems_, problems_ == 1 ? "" : "s");
+    Print(line + "\n");
+  }
+
+ private:
+  JsonObject Object(std::string_view kind) const {
+    JsonObject object;
+    object.Text("kind", kind).Text("path", path_.string());
+    return object;
+  }
+
+  const CheckOptions& options_;
+  std::filesystem::path path_;
+  std::size_t problems_ = 0;
+};
+
+// Each returns whether no problem was found.
+
+bool CheckDatabaseFile(storage::FileSystem& files, const std::filesystem::path& path,
+                       const CheckOptions& options) {
+  const auto pager = OpenForReading(files, path);
+  const jet::CheckReport report = jet::CheckDatabase(*pager);
+  Findings findings(options, path);
+  for (const jet::Finding& each : report.problems)
+    findings.Add(true, fmt::format("page {}", each.page), each.text);
+  findings.AddUncounted(true, report.problems_left_out);
+  for (const jet::Finding& each : report.notes)
+    findings.Add(false, fmt::format("page {}", each.page), each.text);
+  findings.AddUncounted(false, report.notes_left_out);
+  findings.Sum({{"pages", report.pages},
+                {"tables", report.tables},
+                {"rows", report.rows},
+                {"indexes", report.indexes},
+                {"index_entries", report.index_entries}});
+  return findings.problems() == 0;
 }
 
-std::size_t CheckTableFile(storage::FileSystem& files, const std::filesystem::path& path, bool notes) {
+bool CheckTableFile(storage::FileSystem& files, const std::filesystem::path& path,
+                    const CheckOptions& options) {
   using Severity = foxpro::Finding::Severity;
   const foxpro::TableReport report = foxpro::CheckTable(files, path.parent_path(), path.filename().string());
-  std::size_t problems = 0;
-  for (const foxpro::Finding& finding : report.findings) {
-    const bool is_problem = finding.severity == Severity::Problem;
-    if (is_problem) ++problems;
-    if (is_problem || notes) {
-      fmt::print("{}: {}: {}: {}\n", path.string(), is_problem ? "problem" : "note", finding.place,
-                 finding.text);
-    }
+  Findings findings(options, path);
+  for (const foxpro::Finding& each : report.findings) {
+    findings.Add(each.severity == Severity::Problem, each.place, each.text);
   }
-  fmt::print("{}: {} records, {} deleted, {} tags: {}\n", path.string(), report.facts.records,
-             report.facts.deleted, report.facts.tags.size(),
-             problems == 0 ? "no problem" : fmt::format("{} problems", problems));
-  return problems;
+  findings.Sum({{"records", report.facts.records},
+                {"deleted", report.facts.deleted},
+                {"tags", report.facts.tags.size()}});
+  return findings.problems() == 0;
 }
 
-}  // namespace
+bool CheckPath(storage::FileSystem& files, const std::string& path, const CheckOptions& options) {
+  bool sound = true;
+  for (const DataFile& file : FindData(files, path)) {
+    const bool file_is_sound = file.kind == DataKind::Database ? CheckDatabaseFile(files, file.path, options)
+                                                               : CheckTableFile(files, file.path, options);
+    sound = sound && file_is_sound;
+  }
+  if (!files.IsDirectory(path)) return sound;
+  Findings findings(options, path);
+  for (const foxpro::Finding& each : CheckSource(files, path)) findings.Add(true, each.place, each.text);
+  return sound && findings.problems() == 0;
+}
 
 ExitCode Check(const CheckOptions& options) {
   storage::PosixFileSystem files;
   bool sound = true;
   for (const std::string& path : options.paths) {
     try {
-      for (const DataFile& file : FindData(files, path)) {
-        const std::size_t problems = file.kind == DataKind::Database
-                                         ? CheckDatabaseFile(files, file.path, options.notes)
-                                         : CheckTableFile(files, file.path, options.notes);
-        sound = sound && problems == 0;
-      }
+      sound = CheckPath(files, path, options) && sound;
     } catch (const common::Error& error) {
-      fmt::print(stderr, "corvix-cli: error {}: {}.\n", error.number(), error.what());
+      SayError(error);
       sound = false;
     }
   }
   return sound ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Work& work) {
+  CLI::App& command = *app.add_subcommand("check", "Check the structure of databases and tables");
+  const auto options = std::make_shared<CheckOptions>();
+  command.add_option("PATH", options->paths, "Databases, table files, or directories of them")->required();
+  command.add_flag("--notes", options->notes, "Also print what is worth knowing and no fault");
+  command.add_flag("--json", options->json, "Print one JSON object a line: problem, note, checked");
+  command.footer(
+      "A directory with CENTRAL, COMPS or PHOTO is also checked for the files that a conversion needs.\n"
+      "\n"
+      "Examples:\n"
+      "  corvix-cli check old/data new/data/FOLVANE.MDB\n"
+      "  corvix-cli check --notes old/data/COMPS.DBF");
+  command.callback([options, &work] { work = [options] { return Check(*options); }; });
 }
 
 }  // namespace corvix::cli

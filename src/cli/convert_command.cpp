@@ -1,89 +1,95 @@
 #include "cli/convert_command.h"
 
-#include <chrono>
-#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <unistd.h>
 
 #include "cli/interrupt.h"
-#include "cli/terminal_host.h"
-#include "common/error.h"
-#include "common/host_paths.h"
-#include "common/report_error.h"
-#include "run/conversion.h"
-#include "storage/base/posix_file.h"
-#include "storage/engine/file_engine.h"
+#include "cli/jobs.h"
+#include "cli/office_run.h"
+#include "cli/output.h"
 
 namespace corvix::cli {
 namespace {
 
-ExitCode CodeOf(run::RunEnd end) {
-  switch (end) {
-    case run::RunEnd::Completed:
-      return ExitCode::Done;
-    case run::RunEnd::Declined:
-    case run::RunEnd::Cancelled:
-    case run::RunEnd::Stopped:
-      return ExitCode::Stopped;
-    case run::RunEnd::Failed:
-      break;
+struct ConvertOptions {
+  OfficeOptions office;
+  bool json = false;
+  std::string jobs;     ///< file with an office a line
+  std::string reports;  ///< directory for their reports
+};
+
+ExitCode ConvertOne(const OfficeOptions& office, bool json) {
+  LineReader input(STDIN_FILENO);
+  const RunResult result = ConvertOffice(office, input);
+  if (json) {
+    Print(run::ToJson(result.summary) + "\n");
+  } else if (result.code != ExitCode::Failed || result.summary.records > 0) {
+    Print(run::ToText(result.summary));
   }
-  return ExitCode::Failed;
+  return result.code;
 }
 
-run::Summary::Failure FailureOf(const common::Error& error, const run::Session& session) {
-  return {error.number(), error.what(), std::string(common::CurrentProc.Trimmed()),
-          session.values.CurrentKey};
+ExitCode Convert(const ConvertOptions& options) {
+  SetBrokenPipe(BrokenPipe::Ignored);
+  const InterruptGuard interrupts;
+  if (options.jobs.empty()) return ConvertOne(options.office, options.json);
+  return ConvertJobs(
+      {.file = options.jobs, .reports = options.reports, .defaults = options.office, .json = options.json});
 }
 
-/// Runs the conversion and closes the target; `failure` receives the error that left it.
-ExitCode RunAndClose(run::Session& session, TerminalHost& host,
-                     std::optional<run::Summary::Failure>& failure) {
-  ExitCode code = ExitCode::Failed;
-  try {
-    code = CodeOf(run::cmdnewconvert_Click(session, host));
-    if (session.ended_by) fmt::print(stderr, "{} ({})\n", host.lblmsg().Caption(), session.ended_by->place());
-  } catch (const common::Error& error) {
-    failure = FailureOf(error, session);
-  } catch (const common::ProgramEnd&) {
-    code = ExitCode::Failed;  // its message has been shown
+/// What the parser cannot say by itself.
+void CheckOptions(const ConvertOptions& options) {
+  const OfficeOptions& office = options.office;
+  const bool has_jobs = !options.jobs.empty();
+  if (has_jobs && !(office.conversion.source + office.conversion.target + office.report).empty()) {
+    throw CLI::ExcludesError("--jobs", "--source, --target or --report; the lines of the file name them");
   }
-  try {
-    if (session.access.TargetDb) session.access.TargetDb->Close();
-  } catch (const common::Error& error) {
-    if (!failure) failure = FailureOf(error, session);
-    code = ExitCode::Failed;
+  if (!has_jobs && !options.reports.empty()) throw CLI::RequiresError("--reports", "--jobs");
+  if (!has_jobs) {
+    if (office.conversion.source.empty()) throw CLI::RequiredError("--source");
+    if (office.conversion.target.empty()) throw CLI::RequiredError("--target");
   }
-  return code;
+  if (!office.report.empty() && !FormatFor(office.report)) {
+    throw CLI::ValidationError("--report", "the name must end in .txt, .csv or .jsonl");
+  }
 }
 
 }  // namespace
 
-ExitCode Convert(const ConvertOptions& options) {
-  storage::PosixFileSystem files;
-  storage::FileEngine engine(files);
-  run::Session session;
-  session.access.engine = &engine;
-  session.values.DupMode = options.duplicates;
-  session.values.ConvertPhotosFlag = options.photos ? 1 : 0;
-  TerminalHost host(session, {.boxes = {.txtCompPath = common::DisplayPath(options.source),
-                                        .txtcompfilename = "COMPS.DBF",
-                                        .txtCompsPath = common::DisplayPath(options.target),
-                                        .txtcompsfilename = "FOLVANE.MDB"},
-                              .assume_yes = options.yes});
-  const InterruptGuard interrupts;
-  const auto start = std::chrono::steady_clock::now();
-  std::optional<run::Summary::Failure> failure;
-  const ExitCode code = RunAndClose(session, host, failure);
-
-  run::Summary summary = host.Result();
-  summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  summary.error = failure;
-  if (failure) fmt::print(stderr, "{}\n", run::FailureText(*failure));
-  if (options.json) {
-    fmt::print("{}\n", run::ToJson(summary));
-  } else if (code != ExitCode::Failed || summary.records > 0) {
-    fmt::print("{}", run::ToText(summary));
-  }
-  return code;
+void AddConvert(CLI::App& app, Work& work) {
+  CLI::App& command = *app.add_subcommand("convert", "Convert source tables into FOLVANE.MDB");
+  const auto options = std::make_shared<ConvertOptions>();
+  OfficeOptions& office = options->office;
+  AddDirectories(command, office.conversion);
+  AddPolicies(command, office.conversion);
+  command.add_flag("--yes", office.yes, "Do not ask whether there is a backup");
+  command.add_flag("--backup", office.backup, "Copy the database beside itself before anything is changed");
+  command.add_option("--report", office.report, "Write what became of every record: .txt, .csv or .jsonl")
+      ->type_name("FILE");
+  command.add_flag("--json", options->json, "Print the result as one JSON object");
+  command
+      .add_option("--jobs", options->jobs,
+                  "Convert many offices instead: one a line, SOURCE TARGET [OPTIONS]")
+      ->type_name("FILE");
+  command.add_option("--reports", options->reports, "With --jobs: a report of each office in this directory")
+      ->type_name("DIR");
+  command.footer(
+      "Examples:\n"
+      "  corvix-cli convert --source old/data --target new/data\n"
+      "  corvix-cli convert --source old/data --target new/data --duplicates target --backup --yes \\\n"
+      "      --report moved.csv\n"
+      "  corvix-cli convert --jobs offices.txt --backup --yes --reports reports\n"
+      "\n"
+      "A jobs file has one office a line; words are quoted as in a shell, # begins a comment, and paths\n"
+      "are relative to the file:\n"
+      "  # source      target      options of this office\n"
+      "  smith/old     smith/new\n"
+      "  \"Lee & Co/old\" lee/new     --duplicates target --no-photos --report lee.txt");
+  command.callback([options, &work] {
+    CheckOptions(*options);
+    work = [options] { return Convert(*options); };
+  });
 }
 
 }  // namespace corvix::cli

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "cli/shown_text.h"
+
 namespace corvix::cli {
 namespace {
 
@@ -30,16 +32,16 @@ void ProgressLine::Show(int position, std::int64_t records, std::string_view key
   const int filled = position * kBarWidth / kFullPosition;
   const std::string left =
       position > 0 ? Duration(elapsed * (kFullPosition - position) / position) + " left" : std::string("...");
-  fmt::print(stderr, "\r\x1b[K[{:#<{}}{:{}}] {:>2}%  {}  {:.0f}/s  {}  {}", "", filled, "",
-             kBarWidth - filled, position, records, rate, left, key);
-  std::fflush(stderr);
+  std::fputs(fmt::format("\r\x1b[K[{:#<{}}{:{}}] {:>2}%  {}  {:.0f}/s  {}  {}", "", filled, "",
+                         kBarWidth - filled, position, records, rate, left, ShownText(key))
+                 .c_str(),
+             stderr);
   drawn_ = true;
 }
 
 void ProgressLine::Clear() {
   if (!drawn_) return;
-  fmt::print(stderr, "\r\x1b[K");
-  std::fflush(stderr);
+  std::fputs("\r\x1b[K", stderr);
   drawn_ = false;
 }
 

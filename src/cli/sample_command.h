@@ -1,18 +1,10 @@
 // `corvix-cli sample`: an invented office to try things on.
 #pragma once
 
-#include <string>
-
-#include "cli/exit_code.h"
-#include "sample/office.h"
+#include "cli/command.h"
 
 namespace corvix::cli {
 
-struct SampleOptions {
-  std::string directory;  ///< made when it does not exist
-  sample::OfficeOptions office;
-};
-
-ExitCode Sample(const SampleOptions& options);
+void AddSample(CLI::App& app, Work& work);
 
 }  // namespace corvix::cli

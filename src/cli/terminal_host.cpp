@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "cli/interrupt.h"
+#include "cli/output.h"
 #include "common/error.h"
 #include "common/text.h"
-#include "core/text_form.h"
 #include "run/duplicate_prompt.h"
 
 namespace corvix::cli {
@@ -31,52 +31,44 @@ std::string SideText(const run::PromptContents& contents, const std::vector<run:
 
 }  // namespace
 
-TerminalHost::TerminalHost(run::Session& session, Options options)
-    : session_(session), options_(std::move(options)), input_(STDIN_FILENO), progress_(STDERR_FILENO) {}
+TerminalHost::TerminalHost(run::Session& session, LineReader& input, Options options)
+    : PlainHost(std::move(options.boxes)),
+      session_(session),
+      input_(input),
+      options_(std::move(options)),
+      progress_(STDERR_FILENO) {}
 
-void TerminalHost::Position::SetValue(int value) {
-  if (value < minimum_ || value > maximum_) throw common::Error(common::kInvalidPropertyValue);
-  value_ = value;
-}
-
-run::Summary TerminalHost::Result() const {
-  run::Summary summary = summary_;
-  summary.records = static_cast<std::int64_t>(core::Val(record_.Caption()));
-  summary.status = status_.Caption();
-  return summary;
-}
-
-void TerminalHost::Print(std::string_view text) {
+void TerminalHost::Show(std::string_view text) {
   progress_.Clear();
-  fmt::print(stderr, "{}\n", text);
+  Say(text);
 }
 
 char TerminalHost::AskLetter(std::string_view question, std::string_view letters, char at_end) {
   for (;;) {
     progress_.Clear();
-    fmt::print(stderr, "{} [{}] ", question, fmt::join(letters, "/"));
-    std::fflush(stderr);
+    std::fputs(fmt::format("{} [{}] ", question, fmt::join(letters, "/")).c_str(), stderr);
     const auto line = input_.Next();
     if (!line) {
-      fmt::print(stderr, "\n");
+      Say("");
       return at_end;
     }
     const std::string_view answer = common::Trim(*line);
     if (answer.empty()) continue;
     const char letter = static_cast<char>(std::tolower(static_cast<unsigned char>(answer[0])));
     if (letters.find(letter) != std::string_view::npos) return letter;
-    Print(fmt::format("'{}' is none of the answers.", answer));
+    Show(fmt::format("'{}' is none of the answers.", answer));
   }
 }
 
 void TerminalHost::Notice(std::string_view text) {
-  summary_.messages.emplace_back(text);
-  Print(text);
+  PlainHost::Notice(text);
+  Show(text);
 }
 
 bool TerminalHost::AskYesNo(std::string_view text) {
-  if (options_.assume_yes) return true;
-  return AskLetter(text, "yn", 'n') == 'y';
+  const bool yes = options_.assume_yes || AskLetter(text, "yn", 'n') == 'y';
+  if (yes && options_.confirmed) options_.confirmed();
+  return yes;
 }
 
 common::DeviceAnswer TerminalHost::AskDevice(std::string_view text) {
@@ -92,12 +84,12 @@ common::DeviceAnswer TerminalHost::AskDevice(std::string_view text) {
 
 void TerminalHost::ShowDuplicatePrompt(run::RunValues& values) {
   const run::PromptContents contents(session_);
-  Print(fmt::format("\n{:<{}}  {:<{}}  {}", "", kCaptionWidth, "Source", kSideWidth, "Target"));
+  Show(fmt::format("\n{:<{}}  {:<{}}  {}", "", kCaptionWidth, "Source", kSideWidth, "Target"));
   for (const run::PromptRow& row : run::PromptRows()) {
     const std::string source = SideText(contents, row.source);
     const std::string target = SideText(contents, row.target);
-    Print(fmt::format("{:<{}}{} {:<{}}  {}", row.caption, kCaptionWidth, source == target ? ' ' : '*', source,
-                      kSideWidth, target));
+    Show(fmt::format("{:<{}}{} {:<{}}  {}", row.caption, kCaptionWidth, source == target ? ' ' : '*', source,
+                     kSideWidth, target));
   }
   for (;;) {
     switch (AskLetter(contents.question() + "  (yes, no, stop, all)", "ynsa", 's')) {
@@ -135,8 +127,9 @@ void TerminalHost::Yield(run::RunValues& values) {
 }
 
 void TerminalHost::RecordDone(const run::RecordEvent& event) {
-  summary_.Count(event);
-  progress_.Show(gauge_.value(), event.number, event.key);
+  PlainHost::RecordDone(event);
+  if (options_.record_done) options_.record_done(event);
+  progress_.Show(BarPosition(), event.number, event.key);
 }
 
 }  // namespace corvix::cli

@@ -1,0 +1,20 @@
+// A database file opened for reading, below the table operations: for those who look at its structure.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "storage/base/file.h"
+#include "storage/jet/header_page.h"
+#include "storage/jet/pager.h"
+
+namespace corvix::cli {
+
+/// Nothing is written: what an interrupted run left in its journal is read through. The file is locked
+/// against writers as long as the pager lives. Errors: 53, 3051 while another program writes.
+std::unique_ptr<jet::Pager> OpenForReading(storage::FileSystem& files, const std::filesystem::path& path);
+
+/// The head of the file that a pager has open. Error 3343 when it is no Access 2000 database.
+jet::HeaderPage ReadHeader(jet::Pager& pager);
+
+}  // namespace corvix::cli

@@ -1,0 +1,127 @@
+#include "cli/jobs.h"
+
+#include <fmt/format.h>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+#include <unistd.h>
+
+#include "cli/json_object.h"
+#include "cli/output.h"
+#include "common/error.h"
+
+namespace corvix::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using common::Error;
+
+std::string ReadText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string text(std::istreambuf_iterator<char>(in), {});
+  if (!in.is_open() || in.bad() || fs::is_directory(path)) {
+    throw Error(common::kFileNotFound, "The jobs file cannot be read; check its name", path);
+  }
+  return text;
+}
+
+void MakeDirectory(const fs::path& directory) {
+  std::error_code error;
+  fs::create_directories(directory, error);
+  if (error) {
+    throw Error(common::kPathNotFound, "The directory for the reports could not be made: " + error.message(),
+                directory.string());
+  }
+}
+
+std::vector<Job> ReadJobs(const JobsOptions& options) {
+  const fs::path file(options.file);
+  std::vector<Job> jobs;
+  try {
+    jobs = ParseJobs(ReadText(options.file), file.parent_path(), options.defaults);
+  } catch (const Error& error) {
+    if (error.number() != common::kInvalidCall) throw;
+    throw Error(error.number(), error.text(), options.file + ", " + error.place());
+  }
+  if (jobs.empty()) throw Error(common::kInvalidCall, "The jobs file names no office", options.file);
+  if (!options.reports.empty()) MakeDirectory(options.reports);
+  for (Job& job : jobs) {
+    if (options.reports.empty() || !job.office.report.empty()) continue;
+    job.office.report = (fs::path(options.reports) / fmt::format("office-{:03}.txt", job.line)).string();
+  }
+  return jobs;
+}
+
+std::string JobJson(const Job& job, const RunResult& result) {
+  return JsonObject()
+             .Number("line", job.line)
+             .Text("source", job.office.conversion.source)
+             .Text("target", job.office.conversion.target)
+             .Text("report", job.office.report)
+             .Text("result", ResultName(result.code))
+             .Raw("summary", run::ToJson(result.summary))
+             .Finish() +
+         "\n";
+}
+
+/// An office that ends by an unforeseen fault is one that failed; the others are converted all the same.
+RunResult ConvertJob(const Job& job, LineReader& input) {
+  try {
+    return ConvertOffice(job.office, input);
+  } catch (const std::exception& error) {
+    Say(fmt::format("corvix-cli: {}", error.what()));
+    return {.code = ExitCode::Failed, .summary = {}};
+  }
+}
+
+std::string TableHead() {
+  return fmt::format("{:>5}  {:<8}{:>9}{:>9}{:>12}{:>9}{:>9}{:>9}  {}\n", "line", "result", "records",
+                     "added", "overwritten", "kept", "photos", "seconds", "target");
+}
+
+std::string TableLine(const Job& job, const RunResult& result) {
+  const run::Summary& done = result.summary;
+  return fmt::format("{:>5}  {:<8}{:>9}{:>9}{:>12}{:>9}{:>9}{:>9.2f}  {}\n", job.line,
+                     ResultName(result.code), done.records, done.added, done.overwritten, done.kept,
+                     done.photo_lines, done.seconds, job.office.conversion.target);
+}
+
+}  // namespace
+
+ExitCode ConvertJobs(const JobsOptions& options) {
+  std::vector<Job> jobs;
+  try {
+    jobs = ReadJobs(options);
+  } catch (const Error& error) {
+    SayError(error);
+    return ExitCode::Failed;
+  }
+  LineReader input(STDIN_FILENO);
+  std::string table = TableHead();
+  std::size_t failed = 0, done = 0;
+  bool stopped = false;
+  while (done < jobs.size() && !stopped) {
+    const Job& job = jobs[done++];
+    Say(fmt::format("Office of line {} ({} of {}): {}", job.line, done, jobs.size(),
+                    job.office.conversion.target));
+    const RunResult result = ConvertJob(job, input);
+    if (result.code == ExitCode::Failed) ++failed;
+    stopped = result.code == ExitCode::Stopped;
+    if (options.json) {
+      Print(JobJson(job, result));
+    } else {
+      table += TableLine(job, result);
+    }
+  }
+  if (!options.json) {
+    Print(table);
+    Print(fmt::format(
+        "{} of {} offices done, {} failed{}\n", done - failed - (stopped ? 1 : 0), jobs.size(), failed,
+        stopped ? fmt::format(", stopped at line {}, {} not begun", jobs[done - 1].line, jobs.size() - done)
+                : ""));
+  }
+  if (failed > 0) return ExitCode::Failed;
+  return stopped ? ExitCode::Stopped : ExitCode::Done;
+}
+
+}  // namespace corvix::cli

@@ -1,0 +1,131 @@
+#include "cli/office_run.h"
+
+#include <chrono>
+#include <ctime>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+
+#include "cli/interrupt.h"
+#include "cli/output.h"
+#include "cli/report_file.h"
+#include "cli/run_end.h"
+#include "cli/safe_copy.h"
+#include "cli/terminal_host.h"
+#include "cli/version.h"
+#include "common/error.h"
+#include "run/observed_engine.h"
+#include "run/record_account.h"
+#include "storage/base/posix_file.h"
+#include "storage/engine/file_engine.h"
+
+namespace corvix::cli {
+namespace {
+
+std::string Now() {
+  const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(now));
+}
+
+class OfficeRun {
+ public:
+  OfficeRun(const OfficeOptions& options, LineReader& input)
+      : options_(options),
+        target_(TargetFile(options.conversion.target)),
+        accountant_(session_),
+        observed_(engine_, accountant_),
+        host_(session_, input, HostOptions()) {
+    SetValues(session_.values, options.conversion);
+    session_.access.engine = &engine_;
+  }
+
+  RunResult Run() {
+    try {
+      BeginReport();
+    } catch (const common::Error& error) {
+      SayError(error);
+      return {.code = ExitCode::Failed, .summary = {}};
+    }
+    const auto start = std::chrono::steady_clock::now();
+    std::optional<run::Summary::Failure> failure;
+    RunResult result{.code = RunAndClose(session_, host_, failure), .summary = host_.Result()};
+    result.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    result.summary.error = failure;
+    if (failure) Say(run::FailureText(*failure));
+    EndReport(result);
+    return result;
+  }
+
+ private:
+  TerminalHost::Options HostOptions() {
+    return {.boxes = BoxesOf(options_.conversion),
+            .assume_yes = options_.yes,
+            .confirmed = [this] { Prepare(); },
+            .record_done =
+                [this](const run::RecordEvent& event) {
+                  if (report_) report_->Write(report_->format().Record(accountant_.Take(event)));
+                }};
+  }
+
+  /// The person wants the run, and nothing has been touched yet.
+  void Prepare() {
+    if (options_.backup) {
+      const std::string copy = BackUp(files_, target_, TimeStamp()).string();
+      Say("The backup is " + copy);
+      if (report_) report_->Write(report_->format().Note({"backup", copy}));
+    }
+    if (report_) report_->Write(report_->format().RecordsHead());
+  }
+
+  void BeginReport() {
+    if (options_.report.empty()) return;
+    const std::vector<FileFacts> before = FactsOf(files_, target_, options_.conversion.source);
+    report_.emplace(options_.report);
+    session_.access.engine = &observed_;
+    report_->Write(
+        report_->format().Begin({{"program", "Corvix " + std::string(kVersion)},
+                                 {"started", Now()},
+                                 {"source", options_.conversion.source},
+                                 {"target", target_.string()},
+                                 {"duplicates", std::string(PolicyName(options_.conversion.duplicates))},
+                                 {"photos", options_.conversion.photos ? "yes" : "no"}}));
+    report_->Write(report_->format().Files("before", before));
+  }
+
+  void EndReport(RunResult& result) {
+    if (!report_) return;
+    std::vector<FileFacts> after;
+    const auto attempt = [&result](const auto& action) {
+      try {
+        action();
+      } catch (const common::Error& error) {
+        SayError(error);
+        result.code = ExitCode::Failed;
+      }
+    };
+    attempt([&] { after = FactsOf(files_, target_, options_.conversion.source); });
+    report_->Write(report_->format().Files("after", after));
+    report_->Write(report_->format().Note({"ended", Now()}));
+    report_->Write(report_->format().End(result));
+    attempt([&] { report_->Close(); });
+  }
+
+  const OfficeOptions& options_;
+  std::filesystem::path target_;
+  storage::PosixFileSystem files_;
+  storage::FileEngine engine_{files_};
+  run::Session session_;
+  run::Accountant accountant_;
+  run::ObservedEngine observed_;
+  std::optional<ReportFile> report_;
+  TerminalHost host_;
+};
+
+}  // namespace
+
+RunResult ConvertOffice(const OfficeOptions& options, LineReader& input) {
+  return OfficeRun(options, input).Run();
+}
+
+}  // namespace corvix::cli

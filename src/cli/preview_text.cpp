@@ -1,0 +1,116 @@
+#include "cli/preview_text.h"
+
+#include <fmt/format.h>
+#include <iterator>
+
+#include "cli/json_object.h"
+#include "cli/report_format.h"
+#include "cli/shown_text.h"
+#include "common/text.h"
+
+namespace corvix::cli {
+namespace {
+
+constexpr std::size_t kLongestValue = 40;
+
+/// Where the first of the values is.
+std::string FirstPlace(const run::Warning& warning) {
+  std::string place = warning.record > 0 ? fmt::format("record {}", warning.record) : "key";
+  if (!warning.key.empty()) place += fmt::format(" '{}'", ShownText(warning.key));
+  std::string value = ShownText(common::TrimRight(warning.value));
+  if (const std::u16string units = common::ToUtf16(value); units.size() > kLongestValue)
+    value = common::ToUtf8(units.substr(0, kLongestValue)) + "...";
+  if (!value.empty() && warning.field != "CENTRALKEY") place += fmt::format(": '{}'", value);
+  return place;
+}
+
+}  // namespace
+
+std::string WarningsText(const run::Review& review) {
+  std::string text = "Warnings\n";
+  const auto out = std::back_inserter(text);
+  for (const run::Warning& warning : review.warnings) {
+    fmt::format_to(out, "  {}.{}: {}", warning.table, warning.field, ShownText(warning.why));
+    if (warning.values == 0) {
+      text += "; no value is concerned\n";
+      continue;
+    }
+    fmt::format_to(out, "{}: {} value{}, first {}\n", warning.ends_run ? "; ENDS THE RUN" : "",
+                   warning.values, warning.values == 1 ? "" : "s", FirstPlace(warning));
+  }
+  if (review.comps_left > 0)
+    fmt::format_to(out, "  COMPS: {} records have a key that no central record leads to; they stay behind\n",
+                   review.comps_left);
+  if (review.warnings.empty() && review.comps_left == 0) text += "  none\n";
+  return text + "\n";
+}
+
+std::string ResultText(const PreviewResult& result) {
+  std::string text = fmt::format("\nResult: the conversion would be {}\n{}", ResultName(result.code),
+                                 run::ToText(result.summary));
+  const auto out = std::back_inserter(text);
+  fmt::format_to(out, "would ask    {:>9}  (counted as kept)\nrefused      {:>9}\n", result.would_ask,
+                 result.refused);
+  for (const std::string& message : result.summary.messages)
+    fmt::format_to(out, "message      {}\n", ShownText(message));
+  fmt::format_to(out, "status       {}\n", ShownText(result.summary.status));
+  if (!result.size) return text;
+  const SizeForecast& size = *result.size;
+  fmt::format_to(out,
+                 "\nSize: {} bytes now, {} after the conversion ({:.1f} % of the limit of 2 GiB); {} more, "
+                 "{} are free\n",
+                 ShownCount(size.before), ShownCount(size.after),
+                 100.0 * static_cast<double>(size.after) / static_cast<double>(size.limit),
+                 ShownCount(size.Growth()), ShownCount(size.free));
+  if (!size.Fits()) text += "THE DISK IS TOO SMALL for the conversion; make room first\n";
+  return text;
+}
+
+std::string WarningsJson(const run::Review& review) {
+  std::string lines;
+  for (const run::Warning& warning : review.warnings) {
+    JsonObject object;
+    object.Text("kind", "warning")
+        .Text("concern", run::ConcernName(warning.concern))
+        .Text("table", warning.table)
+        .Text("field", warning.field)
+        .Number("values", warning.values)
+        .Truth("ends_run", warning.ends_run)
+        .Text("why", warning.why);
+    if (warning.values > 0) {
+      object.Number("record", warning.record).Text("key", warning.key).Text("value", warning.value);
+    }
+    lines += object.Finish() + "\n";
+  }
+  if (review.comps_left > 0) {
+    lines += JsonObject()
+                 .Text("kind", "warning")
+                 .Text("concern", "unreached_comps")
+                 .Text("table", "COMPS")
+                 .Number("values", review.comps_left)
+                 .Finish() +
+             "\n";
+  }
+  return lines;
+}
+
+std::string ResultJson(const PreviewResult& result) {
+  JsonObject object;
+  object.Text("kind", "result")
+      .Text("result", ResultName(result.code))
+      .Number("would_ask", result.would_ask)
+      .Number("refused", result.refused)
+      .Raw("summary", run::ToJson(result.summary));
+  if (const auto& size = result.size) {
+    object.Raw("size", JsonObject()
+                           .Number("before", size->before)
+                           .Number("after", size->after)
+                           .Number("limit", size->limit)
+                           .Number("free", size->free)
+                           .Truth("fits", size->Fits())
+                           .Finish());
+  }
+  return object.Finish() + "\n";
+}
+
+}  // namespace corvix::cli

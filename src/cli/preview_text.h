@@ -1,0 +1,42 @@
+// How the warnings and the result of a preview are written.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "cli/exit_code.h"
+#include "run/report.h"
+#include "run/source_review.h"
+
+namespace corvix::cli {
+
+/// Sizes in bytes.
+struct SizeForecast {
+  std::uint64_t before = 0;
+  std::uint64_t after = 0;
+  std::uint64_t limit = 0;  ///< of the format
+  std::uint64_t free = 0;   ///< on the disk of the target
+
+  std::uint64_t Growth() const { return after > before ? after - before : 0; }
+  bool Fits() const { return after <= limit && Growth() <= free; }
+};
+
+struct PreviewResult {
+  ExitCode code = ExitCode::Done;
+  run::Summary summary;
+  std::int64_t would_ask = 0;  ///< a part of the records that are kept
+  std::int64_t refused = 0;    ///< new rows that would not be stored
+  std::optional<SizeForecast> size;
+};
+
+std::string WarningsText(const run::Review& review);
+std::string ResultText(const PreviewResult& result);
+
+/// One object a line: {"kind": "warning", "concern", "table", "field", "values", "ends_run", "why", and of
+/// the first value "record", "key", "value"}.
+std::string WarningsJson(const run::Review& review);
+/// {"kind": "result", "result", "would_ask", "refused", "summary": {...}, "size": {...}}.
+std::string ResultJson(const PreviewResult& result);
+
+}  // namespace corvix::cli

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string_view>
+
+namespace corvix::cli {
+
+inline constexpr std::string_view kVersion = CORVIX_VERSION;
+
+}  // namespace corvix::cli
