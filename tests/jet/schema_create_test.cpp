@@ -14,6 +14,7 @@
 #include "storage/jet/jet_check.h"
 #include "storage/jet/jet_create.h"
 #include "storage/jet/table_definition.h"
+#include "support/faulty_file_system.h"
 #include "support/folvane_schema.h"
 #include "support/jet_files.h"
 #include "support/temporary_directory.h"
@@ -170,6 +171,39 @@ TEST(CreateDatabase, RefusesDescriptionsThatCannotBeAndWritesNothing) {
       EXPECT_THAT(error.text(), HasSubstr(each.message));
     }
     EXPECT_FALSE(files.Exists("bad.mdb"));
+  }
+}
+
+TEST(CreateDatabase, WhateverFailsTheOldFileOrTheNewOneIsThere) {
+  const DatabaseDescription description = test::FolvaneSchema();
+  storage::MemoryFileSystem memory;
+  CreateDatabase(memory, "/comps.mdb", description);
+  const std::vector<std::byte>& made = memory.Contents("/comps.mdb");
+  const std::vector<std::byte> old(100, std::byte{0x55});
+  bool done = false;
+  for (std::uint64_t operation = 0; !done; ++operation) {
+    SCOPED_TRACE(operation);
+    test::FaultyFileSystem cut;
+    cut.Put("/comps.mdb", old);
+    cut.CutAt(operation);
+    try {
+      CreateDatabase(cut, "/comps.mdb", description);
+      done = true;
+    } catch (const test::PowerCut&) {
+    }
+    for (const auto unsynced : {test::Unsynced::Kept, test::Unsynced::Dropped, test::Unsynced::Mixed}) {
+      const auto left = cut.AfterCut(unsynced, static_cast<unsigned>(operation)).at("/comps.mdb");
+      EXPECT_TRUE(left == made || (!done && left == old));
+    }
+    if (done) break;
+
+    test::FaultyFileSystem full;
+    full.Put("/comps.mdb", old);
+    full.FailAt(operation, 1, common::kDiskFull);
+    EXPECT_THROW(CreateDatabase(full, "/comps.mdb", description), common::Error);
+    const auto& now = full.Contents("/comps.mdb");
+    EXPECT_TRUE(now == old || now == made);
+    EXPECT_FALSE(full.Exists("/comps.mdb.new"));
   }
 }
 
