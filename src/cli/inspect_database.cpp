@@ -195,6 +195,8 @@ std::string DescribeDatabase(storage::FileSystem& files, const std::filesystem::
     text += json ? TableJson(table, path.string()) : TableText(table);
   }
   for (const Relationship& relationship : catalog.ReadRelationships()) {
+    const jet::CatalogObject* refers = catalog.FindTable(relationship.table);
+    if (refers != nullptr && refers->IsSystem()) continue;
     text += json ? RelationshipJson(relationship, path.string()) : RelationshipText(relationship);
   }
   return text;

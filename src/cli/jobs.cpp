@@ -8,6 +8,7 @@
 
 #include "cli/json_object.h"
 #include "cli/output.h"
+#include "cli/shown_text.h"
 #include "common/error.h"
 
 namespace corvix::cli {
@@ -70,7 +71,7 @@ RunResult ConvertJob(const Job& job, LineReader& input) {
     return ConvertOffice(job.office, input);
   } catch (const std::exception& error) {
     Say(fmt::format("corvix-cli: {}", error.what()));
-    return {.code = ExitCode::Failed, .summary = {}};
+    return {.code = ExitCode::Failed, .summary = {.messages = {error.what()}}};
   }
 }
 
@@ -86,6 +87,14 @@ std::string TableLine(const Job& job, const RunResult& result) {
                      done.photo_lines, done.seconds, job.office.conversion.target);
 }
 
+/// Why an office failed, in a line.
+std::string FailureLine(const Job& job, const run::Summary& summary) {
+  std::string why = summary.status;
+  if (!summary.messages.empty()) why = summary.messages.back();
+  if (summary.error) why = run::FailureText(*summary.error);
+  return fmt::format("line {} failed: {}\n", job.line, ShownText(why));
+}
+
 }  // namespace
 
 ExitCode ConvertJobs(const JobsOptions& options) {
@@ -98,6 +107,7 @@ ExitCode ConvertJobs(const JobsOptions& options) {
   }
   LineReader input(STDIN_FILENO);
   std::string table = TableHead();
+  std::string failures;
   std::size_t failed = 0, done = 0;
   bool stopped = false;
   while (done < jobs.size() && !stopped) {
@@ -105,7 +115,10 @@ ExitCode ConvertJobs(const JobsOptions& options) {
     Say(fmt::format("Office of line {} ({} of {}): {}", job.line, done, jobs.size(),
                     job.office.conversion.target));
     const RunResult result = ConvertJob(job, input);
-    if (result.code == ExitCode::Failed) ++failed;
+    if (result.code == ExitCode::Failed) {
+      ++failed;
+      failures += FailureLine(job, result.summary);
+    }
     stopped = result.code == ExitCode::Stopped;
     if (options.json) {
       Print(JobJson(job, result));
@@ -114,7 +127,7 @@ ExitCode ConvertJobs(const JobsOptions& options) {
     }
   }
   if (!options.json) {
-    Print(table);
+    Print(table + failures);
     Print(fmt::format(
         "{} of {} offices done, {} failed{}\n", done - failed - (stopped ? 1 : 0), jobs.size(), failed,
         stopped ? fmt::format(", stopped at line {}, {} not begun", jobs[done - 1].line, jobs.size() - done)

@@ -15,6 +15,7 @@
 #include "cli/terminal_host.h"
 #include "cli/version.h"
 #include "common/error.h"
+#include "common/report_error.h"
 #include "run/observed_engine.h"
 #include "run/record_account.h"
 #include "storage/base/posix_file.h"
@@ -45,7 +46,7 @@ class OfficeRun {
       BeginReport();
     } catch (const common::Error& error) {
       SayError(error);
-      return {.code = ExitCode::Failed, .summary = {}};
+      return {.code = ExitCode::Failed, .summary = {.messages = {error.what()}}};
     }
     const auto start = std::chrono::steady_clock::now();
     std::optional<run::Summary::Failure> failure;
@@ -71,6 +72,7 @@ class OfficeRun {
   /// The person wants the run, and nothing has been touched yet.
   void Prepare() {
     if (options_.backup) {
+      common::CurrentProc = "BackUp";
       const std::string copy = BackUp(files_, target_, TimeStamp()).string();
       Say("The backup is " + copy);
       if (report_) report_->Write(report_->format().Note({"backup", copy}));

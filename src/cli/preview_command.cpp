@@ -34,7 +34,9 @@ struct PreviewOptions {
 /// What the review of the sources says; nothing when it cannot be made. The run then tells what is wrong.
 run::Review Look(core::TableEngine& engine, const ConversionOptions& options) {
   try {
-    return run::ReviewSources(engine, BoxesOf(options), options.duplicates);
+    run::RunValues values;
+    SetValues(values, options);
+    return run::ReviewSources(engine, BoxesOf(options), values);
   } catch (const common::Error&) {
     return {};
   } catch (const common::ProgramEnd&) {

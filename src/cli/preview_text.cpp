@@ -24,6 +24,17 @@ std::string FirstPlace(const run::Warning& warning) {
   return place;
 }
 
+std::string_view ResultWords(ExitCode code) {
+  switch (code) {
+    case ExitCode::Done:
+      return "the conversion would be done";
+    case ExitCode::Stopped:
+      return "the preview was stopped";
+    default:
+      return "the conversion would fail";
+  }
+}
+
 }  // namespace
 
 std::string WarningsText(const run::Review& review) {
@@ -46,8 +57,7 @@ std::string WarningsText(const run::Review& review) {
 }
 
 std::string ResultText(const PreviewResult& result) {
-  std::string text = fmt::format("\nResult: the conversion would be {}\n{}", ResultName(result.code),
-                                 run::ToText(result.summary));
+  std::string text = fmt::format("\nResult: {}\n{}", ResultWords(result.code), run::ToText(result.summary));
   const auto out = std::back_inserter(text);
   fmt::format_to(out, "would ask    {:>9}  (counted as kept)\nrefused      {:>9}\n", result.would_ask,
                  result.refused);
@@ -88,6 +98,7 @@ std::string WarningsJson(const run::Review& review) {
                  .Text("concern", "unreached_comps")
                  .Text("table", "COMPS")
                  .Number("values", review.comps_left)
+                 .Truth("ends_run", false)
                  .Finish() +
              "\n";
   }

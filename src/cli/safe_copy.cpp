@@ -58,7 +58,7 @@ class Unfinished {
     if (path_.empty()) return;
     try {
       if (files_.Exists(path_)) files_.Remove(path_);
-    } catch (const Error&) {
+    } catch (...) {  // it bears a temporary name, and nothing reads it
       return;
     }
   }
@@ -172,6 +172,10 @@ fs::path BackUp(FileSystem& files, const fs::path& database, std::string_view st
 }
 
 Restored Restore(FileSystem& files, const fs::path& copy, const fs::path& database, std::string_view stamp) {
+  if (!files.IsDirectory(DirectoryOf(database))) {
+    throw Error(common::kPathNotFound, "There is no such directory; check the path",
+                DirectoryOf(database).string());
+  }
   const fs::path real = files.Resolve(database);
   const bool is_there = files.Exists(real);
   if (is_there && files.Identity(copy) == files.Identity(real)) {

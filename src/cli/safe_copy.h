@@ -30,8 +30,8 @@ struct Restored {
 };
 
 /// Puts `copy` in the place of `database` at one stroke; there may be none yet. Errors, before anything is
-/// changed: 3343 and 3049 for a copy that is no sound database, 5 when both are one file, 3051 when either is
-/// in use, and as above.
+/// changed: 3343 and 3049 for a copy that is no sound database, 5 when both are one file, 76 no such
+/// directory, 3051 when either is in use, and as above.
 Restored Restore(storage::FileSystem& files, const std::filesystem::path& copy,
                  const std::filesystem::path& database, std::string_view stamp);
 

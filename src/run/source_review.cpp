@@ -12,7 +12,6 @@
 #include "common/path_names.h"
 #include "common/text.h"
 #include "core/lookup.h"
-#include "run/run_values.h"
 #include "run/value_fate.h"
 
 namespace corvix::run {
@@ -41,7 +40,7 @@ struct Spot {
 
 class Reviewer {
  public:
-  Reviewer(core::TableEngine& engine, const BoxTexts& boxes, std::int16_t dup_mode) : dup_mode_(dup_mode) {
+  Reviewer(core::TableEngine& engine, const BoxTexts& boxes, const RunValues& values) : values_(values) {
     std::string directory = boxes.txtCompPath;
     directory = common::RemoveRSlash(directory);
     std::string target = boxes.txtCompsPath;
@@ -137,7 +136,7 @@ class Reviewer {
       CheckCharacters(central_, number, exact);
       if (exact.empty()) {
         Count(Concern::BlankKey, {"CENTRAL", kCentralKey, number, exact}, {},
-              "counted, and nothing else is done");
+              "the key is blank; the record is counted and nothing else is done");
       } else {
         ReviewRecord(number, exact);
       }
@@ -148,15 +147,24 @@ class Reviewer {
     std::string key = common::UpperCase(exact);
     const bool is_repeated = CheckKey(number, exact, key);
     const bool is_stored = core::FindRecord(target_, key, kCentralKey);
+    if (is_stored && values_.ConvertPhotosFlag != 0) FollowPhotos(key);
     const bool has_comps = core::FindRecord(comps_, key, kCentralKey);
     if (has_comps) reached_.insert(comps_.Records().GetBookmark().handle);
     if (!is_stored && !is_repeated) {
       ReviewStored(central_, number, exact);
       if (has_comps) ReviewStored(comps_, number, exact);
-    } else if (has_comps && dup_mode_ != kKeepTarget) {
+    } else if (has_comps && values_.DupMode != kKeepTarget) {
       if (is_stored) ReviewFilled(number, exact);
       ReviewStored(comps_, number, exact);
     }
+  }
+
+  /// Merging photos into a row that is there cuts the working key to the widths of their keys.
+  void FollowPhotos(std::string& key) {
+    std::string copy = key;
+    if (!core::FindRecord(photo_, copy, kCentralKey)) return;
+    core::FindRecord(target_, key, kCentralKey);
+    core::FindRecord(photo_, key, kCentralKey);
   }
 
   /// True when a record before had the key already.
@@ -227,7 +235,7 @@ class Reviewer {
     }
   }
 
-  std::int16_t dup_mode_;
+  const RunValues& values_;
   TableSource central_{.name = "CENTRAL"};
   TableSource comps_{.name = "COMPS"};
   TableSource photo_{.name = "PHOTO"};
@@ -272,8 +280,8 @@ std::string_view ConcernName(Concern concern) {
   return {};
 }
 
-Review ReviewSources(core::TableEngine& engine, const BoxTexts& boxes, std::int16_t dup_mode) {
-  return Reviewer(engine, boxes, dup_mode).Run();
+Review ReviewSources(core::TableEngine& engine, const BoxTexts& boxes, const RunValues& values) {
+  return Reviewer(engine, boxes, values).Run();
 }
 
 }  // namespace corvix::run

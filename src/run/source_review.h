@@ -57,7 +57,8 @@ struct Review {
   std::int64_t comps_left = 0;    ///< comps records that no central record reaches
 };
 
-/// Opens the tables of the session's boxes for itself. Errors as the engine raises them.
-Review ReviewSources(core::TableEngine& engine, const BoxTexts& boxes, std::int16_t dup_mode);
+/// Opens the tables of the boxes for itself. DupMode and ConvertPhotosFlag of the values count; where the run
+/// would ask, the answer is taken to be Yes. Errors as the engine raises them.
+Review ReviewSources(core::TableEngine& engine, const BoxTexts& boxes, const RunValues& values);
 
 }  // namespace corvix::run

@@ -1,0 +1,179 @@
+// Backups and restores with a failure, or a power cut, at every operation: the database is never harmed, and
+// a file with a dated name is always complete.
+#include "cli/safe_copy.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "common/error.h"
+#include "sample/folvane_schema.h"
+#include "storage/base/memory_file.h"
+#include "support/faulty_file_system.h"
+
+namespace corvix::cli {
+namespace {
+
+using Bytes = std::vector<std::byte>;
+using test::FaultyFileSystem;
+using test::Unsynced;
+
+const std::filesystem::path kDatabase = "/new/FOLVANE.MDB";
+const std::filesystem::path kCopy = "/safe/COPY.MDB";
+const std::filesystem::path kBackup = "/new/FOLVANE-20240102-030405.MDB";
+const std::filesystem::path kReplaced = "/new/FOLVANE-replaced-20240102-030405.MDB";
+constexpr std::string_view kStamp = "20240102-030405";
+
+Bytes Database(bool allow_zero_length) {
+  storage::MemoryFileSystem files;
+  jet::CreateDatabase(files, kDatabase, sample::FolvaneSchema({.allow_zero_length = allow_zero_length}));
+  return files.Contents(kDatabase);
+}
+
+class SafeCopyTest : public testing::Test {
+ protected:
+  std::unique_ptr<FaultyFileSystem> Device() const {
+    auto files = std::make_unique<FaultyFileSystem>();
+    files->Put(kDatabase, old_);
+    files->Put(kCopy, new_);
+    return files;
+  }
+
+  /// Runs the action with a failure at each of its operations, and with a power cut at each.
+  template <typename Action, typename Expect>
+  void AtEveryOperation(Action action, Expect expect) const {
+    const auto whole = Device();
+    action(*whole);
+    for (std::uint64_t n = 0; n < whole->operations(); ++n) {
+      for (const std::uint64_t count : {std::uint64_t{1}, std::uint64_t{1000}}) {
+        SCOPED_TRACE(testing::Message() << count << " failures at operation " << n);
+        const auto files = Device();
+        files->FailAt(n, count, common::kDiskFull);
+        try {
+          action(*files);
+        } catch (const common::Error& error) {
+          EXPECT_EQ(error.number(), common::kDiskFull);
+        }
+        expect(files->AfterCut(Unsynced::Kept));
+      }
+      for (const Unsynced unsynced : {Unsynced::Kept, Unsynced::Dropped, Unsynced::Mixed}) {
+        for (unsigned seed = 0; seed < 5; ++seed) {
+          SCOPED_TRACE(testing::Message() << "cut at operation " << n << ", seed " << seed);
+          const auto files = Device();
+          files->CutAt(n);
+          EXPECT_THROW(action(*files), test::PowerCut);
+          expect(files->AfterCut(unsynced, seed));
+        }
+      }
+    }
+  }
+
+  const Bytes old_ = Database(true);
+  const Bytes new_ = Database(false);
+};
+
+TEST_F(SafeCopyTest, BackUp_CopiesBesideTheDatabaseAndKeepsEarlierCopies) {
+  const auto files = Device();
+  EXPECT_EQ(BackUp(*files, kDatabase, kStamp), kBackup);
+  EXPECT_EQ(files->Contents(kBackup), old_);
+  EXPECT_EQ(BackUp(*files, kDatabase, kStamp), "/new/FOLVANE-20240102-030405-2.MDB");
+}
+
+TEST_F(SafeCopyTest, BackUp_NeverHarmsTheDatabaseNorLeavesHalfACopy) {
+  AtEveryOperation([](FaultyFileSystem& files) { BackUp(files, kDatabase, kStamp); },
+                   [&](const std::map<std::filesystem::path, Bytes>& device) {
+                     EXPECT_EQ(device.at(kDatabase), old_);
+                     if (device.contains(kBackup)) {
+                       EXPECT_EQ(device.at(kBackup), old_);
+                     }
+                   });
+}
+
+TEST_F(SafeCopyTest, Restore_GivesTheOldOrTheNewDatabaseAndKeepsTheReplacedOne) {
+  const auto files = Device();
+  const Restored restored = Restore(*files, kCopy, kDatabase, kStamp);
+  EXPECT_EQ(restored.replaced, kReplaced);
+  EXPECT_EQ(files->List("/new"),
+            (std::vector<std::string>{"FOLVANE-replaced-20240102-030405.MDB", "FOLVANE.MDB", "COPY.MDB"}))
+      << "nothing temporary is left";
+  AtEveryOperation([](FaultyFileSystem& faulty) { Restore(faulty, kCopy, kDatabase, kStamp); },
+                   [&](const std::map<std::filesystem::path, Bytes>& device) {
+                     EXPECT_EQ(device.at(kCopy), new_);
+                     const bool is_new = device.at(kDatabase) == new_;
+                     EXPECT_TRUE(is_new || device.at(kDatabase) == old_);
+                     if (is_new || device.contains(kReplaced)) {
+                       EXPECT_EQ(device.at(kReplaced), old_);
+                     }
+                   });
+}
+
+TEST_F(SafeCopyTest, ACopyThatReadsBackOtherwise_IsRefused) {
+  /// A device that keeps one byte otherwise than it was told.
+  class Garbling : public FaultyFileSystem {
+   public:
+    std::unique_ptr<storage::File> Open(const Path& path, storage::OpenMode mode) override {
+      auto file = FaultyFileSystem::Open(path, mode);
+      if (mode != storage::OpenMode::Create) return file;
+      return std::make_unique<GarblingFile>(std::move(file));
+    }
+
+   private:
+    class GarblingFile : public storage::File {
+     public:
+      explicit GarblingFile(std::unique_ptr<storage::File> file) : file_(std::move(file)) {}
+      std::uint64_t Size() const override { return file_->Size(); }
+      std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
+        const std::size_t count = file_->ReadAt(offset, out);
+        if (count > 0) out[count - 1] ^= std::byte{1};
+        return count;
+      }
+      void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
+        file_->WriteAt(offset, bytes);
+      }
+      void Truncate(std::uint64_t size) override { file_->Truncate(size); }
+      void Sync() override { file_->Sync(); }
+      bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override { return true; }
+      void Unlock(std::uint64_t, std::uint64_t) override {}
+
+     private:
+      std::unique_ptr<storage::File> file_;
+    };
+  };
+  Garbling files;
+  files.Put(kDatabase, old_);
+  try {
+    BackUp(files, kDatabase, kStamp);
+    FAIL() << "the copy was accepted";
+  } catch (const common::Error& error) {
+    EXPECT_EQ(error.number(), common::kDeviceIo);
+  }
+  EXPECT_EQ(files.List("/new"), std::vector<std::string>{"FOLVANE.MDB"});
+}
+
+TEST_F(SafeCopyTest, Restore_RefusesWhatIsNoSoundDatabase) {
+  Bytes damaged = new_;
+  std::fill(damaged.begin() + 5 * 4096, damaged.begin() + 6 * 4096, std::byte{0x55});
+  struct Case {
+    const char* name;
+    Bytes bytes;
+    common::ErrorNumber number;
+  };
+  for (const Case& c : {Case{"text", Bytes(5000, std::byte{'x'}), common::kUnrecognizedFormat},
+                        {"empty", {}, common::kUnrecognizedFormat},
+                        {"cut", Bytes(new_.begin(), new_.begin() + 4096 * 4), common::kDamagedDatabase},
+                        {"damaged page", damaged, common::kDamagedDatabase}}) {
+    SCOPED_TRACE(c.name);
+    const auto files = Device();
+    files->Put(kCopy, c.bytes);
+    try {
+      Restore(*files, kCopy, kDatabase, kStamp);
+      ADD_FAILURE() << "the copy was accepted";
+    } catch (const common::Error& error) {
+      EXPECT_EQ(error.number(), c.number) << error.what();
+    }
+    EXPECT_EQ(files->Contents(kDatabase), old_);
+    EXPECT_EQ(files->operations(), 0u) << "nothing was touched";
+  }
+}
+
+}  // namespace
+}  // namespace corvix::cli
