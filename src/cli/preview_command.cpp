@@ -85,10 +85,13 @@ ExitCode Preview(const PreviewOptions& options) {
   result.refused = host.refused();
   result.size = Forecast(files, overlay, common::HostPath(session.paths.CompsFile));
   if (options.json) {
-    Print(WarningsJson(review) + host.lines() + ResultJson(result));
+    Print(WarningsJson(review));
+    Print(host.lines());
+    Print(ResultJson(result));
   } else {
     Print(WarningsText(review));
-    Print("Records\n" + host.lines());
+    Print("Records\n");
+    Print(host.lines());
     Print(ResultText(result));
   }
   if (failure) Say(run::FailureText(*failure));

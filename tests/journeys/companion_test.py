@@ -452,6 +452,18 @@ class Looking(Companion):
             self.assert_fails(run(*arguments), 'error ')
         self.assert_fails(run('sample', self.source), 'holds an office already')
 
+    def test_manual_and_completion_know_every_option(self):
+        manual = read_file(os.path.join(CHECKOUT, 'packaging', 'man', 'corvix-cli.1')).decode().replace('\\-', '-')
+        script = os.path.join(CHECKOUT, 'packaging', 'completion', 'corvix-cli')
+        for command in 'convert', 'preview', 'restore', 'inspect', 'dump', 'check', 'sample':
+            options = set(re.findall(r'^ +(?:-h,)?(--[a-z-]+)', run(command, '--help').stdout, re.M))
+            section = manual.split('.SS ' + command + '\n')[1].split('\n.S')[0]
+            for option in options - {'--help'}:
+                self.assertRegex(section, re.escape(option) + r'\b', command)
+            offered = subprocess.run(['bash', '-c', f'source {script}; COMP_WORDS=(corvix-cli {command} --); COMP_CWORD=2; '
+                                      '_corvix_cli; echo "${COMPREPLY[@]}"'], capture_output=True, text=True).stdout
+            self.assertEqual(set(offered.split()), options, command)
+
 
 if __name__ == '__main__':
     unittest.main()
