@@ -1,9 +1,11 @@
 #include "cli/check_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/data_path.h"

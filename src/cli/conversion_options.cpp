@@ -48,8 +48,12 @@ std::string_view PolicyName(std::int16_t duplicates) {
   return {};
 }
 
+std::filesystem::path SourceDirectory(const std::string& directory) {
+  return common::HostPath(common::DisplayPath(directory));
+}
+
 std::filesystem::path TargetFile(const std::string& directory) {
-  return common::FindIgnoringCase(directory, "FOLVANE.MDB");
+  return common::HostPath(common::DisplayPath(directory) + "\\FOLVANE.MDB");
 }
 
 void SetValues(run::RunValues& values, const ConversionOptions& options) {

@@ -29,7 +29,8 @@ void AddPolicies(CLI::App& command, ConversionOptions& options);
 run::BoxTexts BoxesOf(const ConversionOptions& options);
 /// "source", "target" or "ask".
 std::string_view PolicyName(std::int16_t duplicates);
-/// FOLVANE.MDB of a directory, by the name that the file has there.
+/// The files that the run reaches by the directories: names are matched as it matches them.
+std::filesystem::path SourceDirectory(const std::string& directory);
 std::filesystem::path TargetFile(const std::string& directory);
 
 /// Puts the options into the shared values of a session.

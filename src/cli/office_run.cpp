@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
+#include <vector>
 
-#include "cli/interrupt.h"
 #include "cli/output.h"
 #include "cli/report_file.h"
 #include "cli/run_end.h"
@@ -82,7 +82,8 @@ class OfficeRun {
 
   void BeginReport() {
     if (options_.report.empty()) return;
-    const std::vector<FileFacts> before = FactsOf(files_, target_, options_.conversion.source);
+    const std::vector<FileFacts> before =
+        FactsOf(files_, target_, SourceDirectory(options_.conversion.source));
     report_.emplace(options_.report);
     session_.access.engine = &observed_;
     report_->Write(
@@ -106,7 +107,7 @@ class OfficeRun {
         result.code = ExitCode::Failed;
       }
     };
-    attempt([&] { after = FactsOf(files_, target_, options_.conversion.source); });
+    attempt([&] { after = FactsOf(files_, target_, SourceDirectory(options_.conversion.source)); });
     report_->Write(report_->format().Files("after", after));
     report_->Write(report_->format().Note({"ended", Now()}));
     report_->Write(report_->format().End(result));

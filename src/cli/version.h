@@ -1,3 +1,4 @@
+// The program's version, as the build gives it.
 #pragma once
 
 #include <string_view>

@@ -49,7 +49,8 @@ class Accountant : public StoreObserver {
   explicit Accountant(const Session& session) : session_(session) {}
 
   void RowStored(const StoredRow& row) override;
-  /// The account of the record that is done; the next one begins.
+  /// The account of the record that is done; the next one begins. Reads only, and leaves CurrentProc as it
+  /// was.
   RecordAccount Take(const RecordEvent& event);
 
  private:
