@@ -4,6 +4,8 @@
 
 #include "common/error.h"
 #include "sample/sample_writer.h"
+#include "storage/foxpro/foxpro_check.h"
+#include "storage/foxpro/foxpro_record_set.h"
 
 namespace corvix::fuzz {
 namespace {
@@ -64,6 +66,14 @@ void UseRecords(core::RecordSet& records, std::string_view index) {
     Expecting([&] { records.SeekEqual(key); });
     Expecting([&] { records.MoveNext(); });
   }
+}
+
+void UseTableWith(std::string_view name, Input fuzzed) {
+  storage::MemoryFileSystem files;
+  for (const char* sound : {"COMPS.DBF", "COMPS.CDX", "COMPS.FPT"}) PutFile(files, sound, SoundFile(sound));
+  PutFile(files, name, fuzzed);
+  Expecting([&] { UseRecords(*foxpro::OpenFoxProTable(files, "", "COMPS"), "CENTRALKEY"); });
+  Expecting([&] { foxpro::CheckTable(files, "", "COMPS"); });
 }
 
 }  // namespace corvix::fuzz

@@ -22,6 +22,9 @@ const storage::MemoryFileSystem& SoundOffice();
 /// A file of the sound office.
 Input SoundFile(std::string_view name);
 
+/// Opens, uses and checks the table COMPS, `fuzzed` in the place of its file of that name, the others sound.
+void UseTableWith(std::string_view name, Input fuzzed);
+
 /// Walks all records in file order and in the order of the index, reads every field, seeks keys. Bounded.
 void UseRecords(core::RecordSet& records, std::string_view index);
 

@@ -45,6 +45,7 @@ constexpr std::array kTexts{
     NumberedText{kRecordDeleted, "The record is deleted"},
     NumberedText{kRelatedRecordsExist,
                  "The record cannot be changed; related records of another table refer to it"},
+    NumberedText{kCompanionFileMissing, "A file that belongs to the table is missing"},
     NumberedText{kRelatedRecordRequired, "A related record is required in another table"},
     NumberedText{kRecordLocked, "Could not update; currently locked"},
     NumberedText{kUnsupported, "The operation is not supported for this table"},

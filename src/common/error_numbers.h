@@ -43,6 +43,7 @@ inline constexpr ErrorNumber kFieldTooSmall = 3163;
 inline constexpr ErrorNumber kNotAssignable = 3164;  // autonumber columns
 inline constexpr ErrorNumber kRecordDeleted = 3167;
 inline constexpr ErrorNumber kRelatedRecordsExist = 3200;
+inline constexpr ErrorNumber kCompanionFileMissing = 3176;  // a file that belongs to a table, its memos say
 inline constexpr ErrorNumber kRelatedRecordRequired = 3201;
 inline constexpr ErrorNumber kRecordLocked = 3218;  // ReportError shows the rebuild message, the program ends
 inline constexpr ErrorNumber kUnsupported = 3251;   // operation not possible for this object

@@ -14,20 +14,20 @@ const std::filesystem::path kDirectory = "/tables";
 
 class MadeFoxProTable : public MadeTable {
  public:
-  explicit MadeFoxProTable(const TableSpec& spec) {
+  explicit MadeFoxProTable(const TableDesign& design) {
     foxpro::NewTable table;
-    for (const core::Field& field : spec.fields) {
+    for (const core::Field& field : design.fields) {
       const bool is_text = field.type == core::FieldType::Text;
       table.fields.push_back({.name = field.name,
                               .type = is_text ? 'C' : 'N',
                               .length = static_cast<std::uint8_t>(is_text ? field.size : 12),
                               .decimals = static_cast<std::uint8_t>(is_text ? 0 : 2)});
     }
-    for (const IndexSpec& index : spec.indexes) {
+    for (const IndexDesign& index : design.indexes) {
       table.tags.push_back({.name = index.field, .key = index.field, .unique = index.unique});
     }
     foxpro::FoxProWriter writer(files_, kDirectory, "COMPS", std::move(table));
-    for (const MemoryRow& row : spec.rows) {
+    for (const MemoryRow& row : design.rows) {
       for (std::size_t i = 0; i < row.size(); ++i) {
         if (const auto* text = std::get_if<std::string>(&row[i])) writer.SetText(i, *text);
         if (const auto* number = std::get_if<double>(&row[i])) writer.SetNumber(i, *number);
@@ -58,8 +58,8 @@ class FoxProMaker : public TableMaker {
   std::string Name() const override { return "FoxPro"; }
   bool Writable() const override { return false; }
   KeyOrder Order() const override { return KeyOrder::FoxProTag; }
-  std::unique_ptr<MadeTable> Make(const TableSpec& spec) const override {
-    return std::make_unique<MadeFoxProTable>(spec);
+  std::unique_ptr<MadeTable> Make(const TableDesign& design) const override {
+    return std::make_unique<MadeFoxProTable>(design);
   }
 };
 

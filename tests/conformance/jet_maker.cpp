@@ -15,11 +15,11 @@ const std::filesystem::path kFile = "/data/FOLVANE.MDB";
 
 class MadeJetTable : public MadeTable {
  public:
-  explicit MadeJetTable(const TableSpec& spec) {
+  explicit MadeJetTable(const TableDesign& design) {
     jet::DatabaseDescription description;
     jet::TableDescription& table = description.tables.emplace_back();
     table.name = "COMPS";
-    for (const core::Field& field : spec.fields) {
+    for (const core::Field& field : design.fields) {
       const bool is_text = field.type == core::FieldType::Text;
       table.columns.push_back({.name = field.name,
                                .type = is_text ? jet::ColumnType::Text : jet::ColumnType::Double,
@@ -27,13 +27,13 @@ class MadeJetTable : public MadeTable {
                                .required = field.required,
                                .allow_zero_length = field.allow_zero_length});
     }
-    for (const IndexSpec& index : spec.indexes) {
+    for (const IndexDesign& index : design.indexes) {
       table.indexes.push_back({.name = index.field, .columns = {{index.field}}, .unique = index.unique});
     }
     jet::CreateDatabase(files_, kFile, description);
     database_ = jet::OpenJetDatabase(files_, kFile, core::Access::ReadWrite);
     const auto records = database_->OpenTable("COMPS");
-    for (const MemoryRow& row : spec.rows) {
+    for (const MemoryRow& row : design.rows) {
       records->BeginAdd();
       for (std::size_t i = 0; i < row.size(); ++i) records->Write(i, row[i]);
       records->Store();
@@ -58,8 +58,8 @@ class JetMaker : public TableMaker {
   std::string Name() const override { return "Jet"; }
   bool Writable() const override { return true; }
   KeyOrder Order() const override { return KeyOrder::AccessText; }
-  std::unique_ptr<MadeTable> Make(const TableSpec& spec) const override {
-    return std::make_unique<MadeJetTable>(spec);
+  std::unique_ptr<MadeTable> Make(const TableDesign& design) const override {
+    return std::make_unique<MadeJetTable>(design);
   }
 };
 

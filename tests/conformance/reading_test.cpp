@@ -117,9 +117,9 @@ TEST_P(Reading, FailedSeekLeavesNoRecordUntilPositioned) {
 }
 
 TEST_P(Reading, CaseCountsAsTheIndexHoldsIt) {
-  TableSpec spec = EmptyTable();
-  spec.rows = {{"ab", "small"}, {"AB", "large"}};
-  core::RecordSet& records = Make(spec);
+  TableDesign design = EmptyTable();
+  design.rows = {{"ab", "small"}, {"AB", "large"}};
+  core::RecordSet& records = Make(design);
   records.SelectIndex("CENTRALKEY");
   records.SeekEqual("AB");
   const bool ignores_case = GetParam()->Order() == KeyOrder::AccessText;
@@ -163,11 +163,11 @@ TEST_P(Reading, SetsOverOneTableHavePositionsOfTheirOwn) {
 
 TEST_P(Reading, EveryKeyOfALargeTableIsFoundInItsPlace) {
   constexpr int kRows = 3000;
-  TableSpec spec = EmptyTable();
+  TableDesign design = EmptyTable();
   // 7919 has no factor in common with the number of rows, so every number comes up once, scattered.
   const auto key_at = [](int i) { return fmt::format("K{:05}", i * 7919 % kRows); };
-  for (int i = 0; i < kRows; ++i) spec.rows.push_back({key_at(i), fmt::format("town{}", i % 7), double(i)});
-  core::RecordSet& records = Make(spec);
+  for (int i = 0; i < kRows; ++i) design.rows.push_back({key_at(i), fmt::format("town{}", i % 7), double(i)});
+  core::RecordSet& records = Make(design);
   records.SelectIndex("CENTRALKEY");
   for (int i = 0; i < kRows; ++i) {
     records.SeekEqual(key_at(i));

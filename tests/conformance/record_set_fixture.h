@@ -19,7 +19,7 @@ inline constexpr std::size_t kTown = 1;
 inline constexpr std::size_t kArea = 2;
 
 /// CENTRALKEY and TOWN with an index each, AREA without; the keys are out of order, one is there twice.
-inline TableSpec SampleTable() {
+inline TableDesign SampleTable() {
   using core::FieldType;
   using core::Null;
   return {.fields = {{.name = "CENTRALKEY", .type = FieldType::Text, .size = 8},
@@ -29,10 +29,10 @@ inline TableSpec SampleTable() {
           .rows = {{"B2", "Oslo", 1.5}, {"A1", "Rome", 2.0}, {"C3", Null{}, Null{}}, {"A1", "Bern", 4.0}}};
 }
 
-inline TableSpec EmptyTable() {
-  TableSpec spec = SampleTable();
-  spec.rows.clear();
-  return spec;
+inline TableDesign EmptyTable() {
+  TableDesign design = SampleTable();
+  design.rows.clear();
+  return design;
 }
 
 /// The number of the error that the call raises; 0 for none.
@@ -70,8 +70,8 @@ inline std::string Walk(core::RecordSet& records) {
 class RecordSetTest : public testing::TestWithParam<const TableMaker*> {
  protected:
   /// Opens a record set over a new table of this kind.
-  core::RecordSet& Make(const TableSpec& spec) {
-    table_ = GetParam()->Make(spec);
+  core::RecordSet& Make(const TableDesign& design) {
+    table_ = GetParam()->Make(design);
     first_ = table_->Open();
     return *first_;
   }

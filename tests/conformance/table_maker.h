@@ -12,14 +12,14 @@
 
 namespace corvix::test {
 
-struct IndexSpec {
+struct IndexDesign {
   std::string field;  ///< of type text; the index bears its name
   bool unique = false;
 };
 
-struct TableSpec {
+struct TableDesign {
   std::vector<core::Field> fields;
-  std::vector<IndexSpec> indexes;
+  std::vector<IndexDesign> indexes;
   std::vector<MemoryRow> rows;
 };
 
@@ -39,7 +39,7 @@ class TableMaker {
   virtual std::string Name() const = 0;
   virtual bool Writable() const = 0;
   virtual KeyOrder Order() const = 0;
-  virtual std::unique_ptr<MadeTable> Make(const TableSpec& spec) const = 0;
+  virtual std::unique_ptr<MadeTable> Make(const TableDesign& design) const = 0;
 };
 
 /// Keeps addresses out of the names of test cases.

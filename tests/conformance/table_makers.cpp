@@ -22,13 +22,13 @@ class MemoryTableMaker : public TableMaker {
   bool Writable() const override { return order_ == KeyOrder::AccessText; }
   KeyOrder Order() const override { return order_; }
 
-  std::unique_ptr<MadeTable> Make(const TableSpec& spec) const override {
+  std::unique_ptr<MadeTable> Make(const TableDesign& design) const override {
     std::vector<MemoryIndex> indexes;
-    for (const IndexSpec& index : spec.indexes) {
+    for (const IndexDesign& index : design.indexes) {
       indexes.push_back({.name = index.field, .order = order_, .unique = index.unique});
     }
-    auto table = std::make_shared<MemoryTable>(spec.fields, std::move(indexes));
-    for (const MemoryRow& row : spec.rows) table->AddRow(row);
+    auto table = std::make_shared<MemoryTable>(design.fields, std::move(indexes));
+    for (const MemoryRow& row : design.rows) table->AddRow(row);
     table->read_only = !Writable();
     return std::make_unique<MadeMemoryTable>(std::move(table));
   }

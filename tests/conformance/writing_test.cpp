@@ -11,11 +11,11 @@ namespace {
 
 class Writing : public RecordSetTest {};
 
-TableSpec UniqueKeys() {
-  TableSpec spec = SampleTable();
-  spec.indexes[0].unique = true;
-  spec.rows = {{"B2", "Oslo", 1.5}, {"A1", "Rome", 2.0}, {"C3", "Bern", 3.0}};
-  return spec;
+TableDesign UniqueKeys() {
+  TableDesign design = SampleTable();
+  design.indexes[0].unique = true;
+  design.rows = {{"B2", "Oslo", 1.5}, {"A1", "Rome", 2.0}, {"C3", "Bern", 3.0}};
+  return design;
 }
 
 TEST_P(Writing, StoredRowIsInTheTableAndInItsIndexes) {
@@ -163,10 +163,10 @@ TEST_P(Writing, DuplicateKeyChangesNothingAndKeepsTheBuffer) {
 }
 
 TEST_P(Writing, AssignmentsAreConvertedOrRefused) {
-  TableSpec spec = SampleTable();
-  spec.fields[kKey].required = true;
-  spec.fields[kTown].allow_zero_length = false;
-  core::RecordSet& records = Make(spec);
+  TableDesign design = SampleTable();
+  design.fields[kKey].required = true;
+  design.fields[kTown].allow_zero_length = false;
+  core::RecordSet& records = Make(design);
   EXPECT_EQ(ErrorOf([&] { records.Write(kTown, "Rome"); }), common::kNoPendingEdit);
 
   records.BeginEdit();
@@ -207,9 +207,9 @@ TEST_P(Writing, RandomHistoryEqualsTheModel) {
   std::mt19937 random(kSeed);
   const auto pick = [&](unsigned limit) { return random() % limit; };
 
-  TableSpec spec = UniqueKeys();
-  core::RecordSet& actual = Make(spec);
-  const auto model_table = MakeMemoryMaker(KeyOrder::AccessText)->Make(spec);
+  TableDesign design = UniqueKeys();
+  core::RecordSet& actual = Make(design);
+  const auto model_table = MakeMemoryMaker(KeyOrder::AccessText)->Make(design);
   const auto model = model_table->Open();
   const auto both = [&](const std::function<void(core::RecordSet&)>& step, const std::string& what) {
     const auto expected = ErrorOf([&] { step(*model); });

@@ -210,7 +210,7 @@ TEST(FoxProRecordSet, MissingFilesAreNamedWithTheCure) {
               AllOf(StartsWith("3015"), HasSubstr("no index file")));
 
   files.Remove(kDirectory / "T.FPT");
-  EXPECT_THAT(ErrorOf([&] { Open(files); }), AllOf(StartsWith("53"), HasSubstr("T.FPT, which is missing")));
+  EXPECT_THAT(ErrorOf([&] { Open(files); }), AllOf(StartsWith("3176"), HasSubstr("T.FPT, which is missing")));
 }
 
 TEST(FoxProRecordSet, TablesOfOtherProgramsAreRefusedByTheirVersionByte) {

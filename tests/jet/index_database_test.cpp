@@ -4,15 +4,15 @@
 #include <thread>
 
 #include "jet/index_tables.h"
+#include "sample/folvane_schema.h"
 #include "storage/base/posix_file.h"
-#include "support/folvane_schema.h"
 #include "support/temporary_directory.h"
 
 namespace corvix::jet {
 namespace {
 
 using core::Access;
-using corvix::test::FolvaneSchema;
+using corvix::sample::FolvaneSchema;
 using test::Add;
 using test::ErrorOf;
 using test::kFile;

@@ -10,7 +10,7 @@
 
 #include "core/text_form.h"
 #include "jet/index_tables.h"
-#include "support/folvane_schema.h"
+#include "sample/folvane_schema.h"
 
 namespace corvix::jet {
 namespace {
@@ -140,7 +140,7 @@ CheckReport RunHistory(Tables& tables, int steps) {
 
 TEST(JetHistory, EqualsTheModel) {
   SCOPED_TRACE(fmt::format("seed {}", kSeed));
-  Tables tables(corvix::test::FolvaneSchema());
+  Tables tables(corvix::sample::FolvaneSchema());
   const CheckReport report = RunHistory(tables, 6000);
   EXPECT_GT(report.moved_rows, 0u);
   EXPECT_GT(report.long_values, 1000u);
@@ -190,7 +190,7 @@ struct FailingFiles : storage::MemoryFileSystem {
 
 TEST(JetHistory, AStoreThatFailsOnTheDeviceChangesNothingAndCanBeRepeated) {
   FailingFiles files;
-  CreateDatabase(files, kFile, corvix::test::FolvaneSchema());
+  CreateDatabase(files, kFile, corvix::sample::FolvaneSchema());
   std::size_t failures = 0;
   for (int round = 0; round < 60; ++round) {  // each begins with a cold cache
     SCOPED_TRACE(fmt::format("round {}", round));
@@ -223,7 +223,7 @@ TEST(JetHistory, AStoreThatFailsOnTheDeviceChangesNothingAndCanBeRepeated) {
 
 /// Whatever the bytes of a file are, every operation ends in a result or an Error.
 TEST(JetHistory, DamagedFilesNeverCrashOrHang) {
-  Tables tables(corvix::test::FolvaneSchema());
+  Tables tables(corvix::sample::FolvaneSchema());
   {
     const auto comps = tables.Set("COMPS");
     History history(*comps, kSeed);

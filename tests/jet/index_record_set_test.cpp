@@ -7,10 +7,10 @@
 #include <numeric>
 
 #include "jet/index_tables.h"
+#include "sample/folvane_schema.h"
 #include "storage/jet/catalog.h"
 #include "storage/jet/default_value.h"
 #include "storage/jet/table_definition.h"
-#include "support/folvane_schema.h"
 
 namespace corvix::jet {
 namespace {
@@ -25,7 +25,7 @@ using test::Text;
 using testing::HasSubstr;
 
 TEST(JetRecordSet, TellsItsFields) {
-  Tables tables(corvix::test::FolvaneSchema({.photos_is_text = true, .allow_zero_length = false}));
+  Tables tables(corvix::sample::FolvaneSchema({.photos_is_text = true, .allow_zero_length = false}));
   const auto comps = tables.Set("comps");
   const auto fields = comps->Fields();
   ASSERT_EQ(fields.size(), 35u);
@@ -112,7 +112,7 @@ TEST(JetRecordSet, SeeksAndOrdersByEveryType) {
 }
 
 TEST(JetRecordSet, NumbersRowsAfterTheHighestNumber) {
-  Tables tables(corvix::test::FolvaneSchema());
+  Tables tables(corvix::sample::FolvaneSchema());
   {
     const auto comps = tables.Set("COMPS");
     for (int i = 0; i < 3; ++i) Add(*comps, {{"CENTRALKEY", fmt::format("K{}", i)}});
@@ -284,7 +284,7 @@ TEST(JetRecordSet, KeepsRelationships) {
 }
 
 TEST(JetRecordSet, RefusesToWriteWhereIndexesCannotBeKept) {
-  Tables tables(corvix::test::FolvaneSchema());
+  Tables tables(corvix::sample::FolvaneSchema());
   {
     const auto comps = tables.Set("COMPS");
     for (const char* key : {"B", "C", "A"}) Add(*comps, {{"CENTRALKEY", key}});

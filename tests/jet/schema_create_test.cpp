@@ -10,12 +10,12 @@
 
 #include "common/error.h"
 #include "jet/schema_sample.h"
+#include "sample/folvane_schema.h"
 #include "storage/jet/catalog.h"
 #include "storage/jet/jet_check.h"
 #include "storage/jet/jet_create.h"
 #include "storage/jet/table_definition.h"
 #include "support/faulty_file_system.h"
-#include "support/folvane_schema.h"
 #include "support/jet_files.h"
 #include "support/temporary_directory.h"
 
@@ -175,7 +175,7 @@ TEST(CreateDatabase, RefusesDescriptionsThatCannotBeAndWritesNothing) {
 }
 
 TEST(CreateDatabase, WhateverFailsTheOldFileOrTheNewOneIsThere) {
-  const DatabaseDescription description = test::FolvaneSchema();
+  const DatabaseDescription description = sample::FolvaneSchema();
   storage::MemoryFileSystem memory;
   CreateDatabase(memory, "/comps.mdb", description);
   const std::vector<std::byte>& made = memory.Contents("/comps.mdb");

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "sample/folvane_schema.h"
 #include "storage/jet/catalog.h"
 #include "storage/jet/catalog_writer.h"
-#include "support/folvane_schema.h"
 #include "support/jet_files.h"
 
 namespace corvix::test {
@@ -83,7 +83,7 @@ void FillComps(jet::CatalogWriter& table, int rows) {
 }  // namespace
 
 jet::DatabaseDescription SampleDescription() {
-  jet::DatabaseDescription database = FolvaneSchema();
+  jet::DatabaseDescription database = sample::FolvaneSchema();
   database.tables.push_back(Kinds());
   database.tables.push_back({.name = "Parents",
                              .columns = {{.name = "Id", .type = ColumnType::Long},

@@ -18,7 +18,7 @@ namespace {
 /// Damage is a finding; everything else (a failing disk, say) goes on to the caller.
 bool IsDamage(const common::Error& error) {
   return error.number() == common::kDamagedDatabase || error.number() == common::kUnrecognizedFormat ||
-         error.number() == common::kFileNotFound;
+         error.number() == common::kCompanionFileMissing;
 }
 
 /// Findings name files without their directory: the one that was asked for.

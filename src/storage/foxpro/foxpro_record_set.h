@@ -31,7 +31,7 @@ namespace corvix::foxpro {
 
 class FoxProRecordSet final : public core::RecordSet {
  public:
-  /// 3011: no such table. 53: its memo file is missing. 3343, 3049: not a table, a damaged one.
+  /// 3011: no such table. 3176: its memo file is missing. 3343, 3049: not a table, a damaged one.
   FoxProRecordSet(storage::FileSystem& files, const std::filesystem::path& directory, std::string_view table);
 
   std::span<const core::Field> Fields() const override { return fields_; }

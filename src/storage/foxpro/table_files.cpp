@@ -70,7 +70,7 @@ std::optional<MemoFile> OpenMemoFile(storage::FileSystem& files, const TableFile
   const auto& path = kind == MemoKind::FoxPro ? paths.fpt : paths.dbt;
   if (!path) {
     throw common::Error(
-        common::kFileNotFound,
+        common::kCompanionFileMissing,
         fmt::format("Table {} keeps its memos in {}, which is missing; copy that file into the "
                     "directory from where {} came from",
                     paths.name, paths.FileName(MemoExtension(kind)), paths.FileName(kTableExtension)),

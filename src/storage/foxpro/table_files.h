@@ -33,7 +33,7 @@ TableFiles FindTableFiles(storage::FileSystem& files, const std::filesystem::pat
 /// True when a field of the table points into a memo file.
 bool NeedsMemoFile(const DbfHeader& header);
 
-/// The memo file of a table, none when no field needs one. Error 53 when it is missing.
+/// The memo file of a table, none when no field needs one. Error 3176 when it is missing.
 std::optional<MemoFile> OpenMemoFile(storage::FileSystem& files, const TableFiles& paths,
                                      const DbfHeader& header);
 

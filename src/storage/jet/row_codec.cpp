@@ -22,29 +22,6 @@ constexpr std::byte kNegative{0x80};   // first byte of a decimal
 
 std::size_t MaskLength(std::size_t columns) { return (columns + 7) / 8; }
 
-/// Bytes of a value of the type; 0 for types without a size of their own.
-std::size_t TypeSize(ColumnType type) {
-  switch (type) {
-    case ColumnType::Byte:
-      return 1;
-    case ColumnType::Integer:
-      return 2;
-    case ColumnType::Long:
-    case ColumnType::Single:
-      return 4;
-    case ColumnType::Currency:
-    case ColumnType::Double:
-    case ColumnType::Date:
-      return 8;
-    case ColumnType::Guid:
-      return 16;
-    case ColumnType::Decimal:
-      return 17;
-    default:
-      return 0;
-  }
-}
-
 /// Stored GUIDs have their first three parts in little-endian order; this is its own inverse.
 template <typename To, typename From>
 void ReorderGuid(From from, To to) {
@@ -121,6 +98,28 @@ void EncodeDecimal(const Column& column, const core::Decimal& value, std::vector
 }
 
 }  // namespace
+
+std::size_t TypeSize(ColumnType type) {
+  switch (type) {
+    case ColumnType::Byte:
+      return 1;
+    case ColumnType::Integer:
+      return 2;
+    case ColumnType::Long:
+    case ColumnType::Single:
+      return 4;
+    case ColumnType::Currency:
+    case ColumnType::Double:
+    case ColumnType::Date:
+      return 8;
+    case ColumnType::Guid:
+      return 16;
+    case ColumnType::Decimal:
+      return 17;
+    default:
+      return 0;
+  }
+}
 
 std::size_t FixedSize(const Column& column) {
   if (column.type == ColumnType::YesNo) return 0;

@@ -48,33 +48,10 @@ class Names {
 
 // Length as the descriptor holds it, in bytes.
 std::uint16_t StoredLength(const ColumnDescription& column) {
-  switch (column.type) {
-    case ColumnType::YesNo:
-    case ColumnType::Byte:
-      return 1;
-    case ColumnType::Integer:
-      return 2;
-    case ColumnType::Long:
-    case ColumnType::Single:
-      return 4;
-    case ColumnType::Currency:
-    case ColumnType::Double:
-    case ColumnType::Date:
-      return 8;
-    case ColumnType::Guid:
-      return 16;
-    case ColumnType::Decimal:
-      return 17;
-    case ColumnType::Text:
-      return static_cast<std::uint16_t>(2 * column.length);
-    case ColumnType::Binary:
-      return column.length;
-    case ColumnType::Memo:
-    case ColumnType::Ole:
-    case ColumnType::Opaque:
-      break;
-  }
-  return 0;
+  if (column.type == ColumnType::YesNo) return 1;
+  if (column.type == ColumnType::Text) return static_cast<std::uint16_t>(2 * column.length);
+  if (column.type == ColumnType::Binary) return column.length;
+  return static_cast<std::uint16_t>(TypeSize(column.type));
 }
 
 bool IsVariable(ColumnType type) {
