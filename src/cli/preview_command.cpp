@@ -62,6 +62,7 @@ ExitCode Preview(const PreviewOptions& options) {
   storage::OverlayFileSystem overlay(files);
   storage::FileEngine engine(overlay);
   const run::Review review = Look(engine, options.conversion);
+  Print(options.json ? WarningsJson(review) : WarningsText(review) + "Records\n");
 
   run::Session session;
   run::Accountant accountant(session);
@@ -84,16 +85,7 @@ ExitCode Preview(const PreviewOptions& options) {
   result.would_ask = host.would_ask();
   result.refused = host.refused();
   result.size = Forecast(files, overlay, common::HostPath(session.paths.CompsFile));
-  if (options.json) {
-    Print(WarningsJson(review));
-    Print(host.lines());
-    Print(ResultJson(result));
-  } else {
-    Print(WarningsText(review));
-    Print("Records\n");
-    Print(host.lines());
-    Print(ResultText(result));
-  }
+  Print(options.json ? ResultJson(result) : ResultText(result));
   if (failure) Say(run::FailureText(*failure));
   const bool fits = !result.size || result.size->Fits();
   return code == ExitCode::Done && !fits ? ExitCode::Failed : code;

@@ -1,5 +1,6 @@
 #include "cli/preview_host.h"
 
+#include <string>
 #include <unistd.h>
 #include <utility>
 
@@ -8,13 +9,19 @@
 #include "cli/record_lines.h"
 
 namespace corvix::cli {
+namespace {
+
+// Records that are printed on the screen are their own progress, and a line between them would disturb.
+constexpr int kNoTerminal = -1;
+
+}  // namespace
 
 PreviewHost::PreviewHost(run::Accountant& accountant, Options options)
     : PlainHost(std::move(options.boxes)),
       accountant_(accountant),
       json_(options.json),
       changes_(options.changes),
-      progress_(STDERR_FILENO) {}
+      progress_(::isatty(STDOUT_FILENO) == 1 ? kNoTerminal : STDERR_FILENO) {}
 
 common::DeviceAnswer PreviewHost::AskDevice(std::string_view text) {
   progress_.Clear();
@@ -31,8 +38,8 @@ void PreviewHost::Yield(run::RunValues& values) {
 void PreviewHost::RecordDone(const run::RecordEvent& event) {
   PlainHost::RecordDone(event);
   const run::RecordAccount account = accountant_.Take(event);
-  lines_ += json_ ? RecordJson(account, Tense::Would, changes_) + "\n"
-                  : RecordText(account, Tense::Would, changes_);
+  Print(json_ ? RecordJson(account, Tense::Would, changes_) + "\n"
+              : RecordText(account, Tense::Would, changes_));
   if (event.outcome == run::Outcome::Kept && event.asked) ++would_ask_;
   if (event.outcome == run::Outcome::NotAdded) ++refused_;
   progress_.Show(BarPosition(), event.number, event.key);

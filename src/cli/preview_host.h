@@ -1,9 +1,9 @@
-// The host of a preview: asks nothing and keeps what each record would become. Duplicates that a conversion
+// The host of a preview: asks nothing and prints what each record would become. Duplicates that a conversion
 // would ask about are left as they are.
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "cli/plain_host.h"
 #include "cli/progress_line.h"
@@ -22,8 +22,6 @@ class PreviewHost : public PlainHost {
   /// `accountant` watches the engine of the run; it must outlive the host.
   PreviewHost(run::Accountant& accountant, Options options);
 
-  /// The records so far as they are printed.
-  const std::string& lines() const { return lines_; }
   std::int64_t would_ask() const { return would_ask_; }
   std::int64_t refused() const { return refused_; }
 
@@ -38,7 +36,6 @@ class PreviewHost : public PlainHost {
   bool json_;
   bool changes_;
   ProgressLine progress_;
-  std::string lines_;
   std::int64_t would_ask_ = 0;
   std::int64_t refused_ = 0;
 };

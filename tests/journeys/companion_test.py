@@ -21,7 +21,7 @@ CLI = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else 'corvix-cli'
 CHECKOUT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PAIRS = os.path.join(os.environ.get('CORVIX_SHARED', os.path.join(os.path.dirname(CHECKOUT), 'shared')),
                      'fixtures', 'pairs')
-NO = 'n\n' * 1000
+NO = 'n\n' * 3000
 
 
 def run(*arguments, text_in='', **options):
@@ -160,8 +160,8 @@ class Preview(Companion):
                         shutil.copyfile(os.path.join(PAIRS, pair, 'target', 'FOLVANE.MDB'), self.database)
                         self.compare(policy, photos)
 
-    def test_an_office_of_two_thousand_records(self):
-        self.office(2000, 40)
+    def test_an_office_of_five_thousand_records(self):
+        self.office(5000, 40)
         fresh = read_file(self.database)
         for policy in 'source', 'target', 'ask':
             with self.subTest(policy=policy):
