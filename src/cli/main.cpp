@@ -40,6 +40,11 @@ ExitCode Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    if (const auto rest = app.remaining(); app.get_subcommands().empty() && !rest.empty()) {
+      corvix::cli::Say("corvix-cli: there is no command or option '" + rest.front() +
+                       "'; see corvix-cli --help.");
+      return ExitCode::Usage;
+    }
     return app.exit(error) == 0 ? ExitCode::Done : ExitCode::Usage;
   }
   return work();
