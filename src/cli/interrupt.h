@@ -4,7 +4,7 @@
 
 namespace corvix::cli {
 
-enum class Interrupt { None, Ask, Stop };
+enum class Interrupt { None, Ask, Stop };  // from the weakest to the strongest
 
 /// While it lives, SIGINT, SIGTERM and SIGHUP are marked instead of ending the program. One at a time.
 class InterruptGuard {

@@ -1,5 +1,6 @@
 // corvix-cli: the companion on the command line. Each command declares itself in a file of its own.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <exception>
 #include <string>
 
@@ -55,6 +56,7 @@ ExitCode Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   namespace cli = corvix::cli;
   cli::SetBrokenPipe(cli::BrokenPipe::Ends);
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, no end of the program
   ExitCode code = ExitCode::Failed;
   try {
     code = Run(argc, argv);

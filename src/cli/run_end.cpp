@@ -34,14 +34,18 @@ ExitCode RunAndClose(run::Session& session, PlainHost& host, std::optional<run::
   ExitCode code = ExitCode::Failed;
   try {
     code = CodeOf(run::cmdnewconvert_Click(session, host));
-    if (session.ended_by) Say(fmt::format("{} ({})", host.lblmsg().Caption(), session.ended_by->place()));
+    if (session.ended_by && common::IsDeviceError(session.ended_by->number())) {
+      failure = FailureOf(*session.ended_by, session);
+    } else if (session.ended_by) {
+      Say(fmt::format("{} ({})", host.lblmsg().Caption(), session.ended_by->place()));
+    }
   } catch (const common::Error& error) {
     failure = FailureOf(error, session);
   } catch (const common::ProgramEnd&) {
     code = ExitCode::Failed;  // its message has been shown
   }
   try {
-    if (session.access.TargetDb) session.access.TargetDb->Close();
+    run::CloseTarget(session, host);
   } catch (const common::Error& error) {
     if (!failure) failure = FailureOf(error, session);
     code = ExitCode::Failed;

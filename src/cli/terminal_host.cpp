@@ -1,12 +1,12 @@
 #include "cli/terminal_host.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <fmt/format.h>
 #include <unistd.h>
 #include <utility>
 
-#include "cli/interrupt.h"
 #include "cli/output.h"
 #include "common/error.h"
 #include "common/text.h"
@@ -112,16 +112,15 @@ void TerminalHost::ShowDuplicatePrompt(run::RunValues& values) {
 }
 
 void TerminalHost::Yield(run::RunValues& values) {
-  switch (InterruptGuard::Take()) {
-    case Interrupt::None:
-      return;
-    case Interrupt::Stop:
-      values.EscapeState = run::kEscapeStop;
-      return;
-    case Interrupt::Ask:
-      break;
+  // Noted until it is answered, so that it outlives a checkpoint that fails.
+  interrupt_ = std::max(interrupt_, InterruptGuard::Take());
+  if (interrupt_ == Interrupt::None) return;
+  if (interrupt_ == Interrupt::Stop) {
+    values.EscapeState = run::kEscapeStop;
+    return;
   }
   if (session_.access.TargetDb) session_.access.TargetDb->Checkpoint();
+  interrupt_ = Interrupt::None;
   const char answer = AskLetter("Conversion Temporarily Halted.  Continue or stop?", "cs", 's');
   values.EscapeState = answer == 'c' ? run::kEscapeContinue : run::kEscapeStop;
 }

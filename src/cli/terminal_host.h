@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/interrupt.h"
 #include "cli/line_reader.h"
 #include "cli/plain_host.h"
 #include "cli/progress_line.h"
@@ -43,6 +44,7 @@ class TerminalHost : public PlainHost {
   LineReader& input_;
   Options options_;
   ProgressLine progress_;
+  Interrupt interrupt_ = Interrupt::None;  // asked for and not answered
 };
 
 }  // namespace corvix::cli

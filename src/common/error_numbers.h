@@ -16,11 +16,11 @@ inline constexpr ErrorNumber kDivisionByZero = 11;
 inline constexpr ErrorNumber kTypeMismatch = 13;
 inline constexpr ErrorNumber kBadFileName = 52;
 inline constexpr ErrorNumber kFileNotFound = 53;
-inline constexpr ErrorNumber kDeviceIo = 57;           // ReportError asks Abort/Retry/Ignore
-inline constexpr ErrorNumber kDiskFull = 61;           // likewise
-inline constexpr ErrorNumber kDeviceUnavailable = 68;  // likewise
+inline constexpr ErrorNumber kDeviceIo = 57;
+inline constexpr ErrorNumber kDiskFull = 61;
+inline constexpr ErrorNumber kDeviceUnavailable = 68;
 inline constexpr ErrorNumber kPermissionDenied = 70;
-inline constexpr ErrorNumber kDiskNotReady = 71;  // likewise
+inline constexpr ErrorNumber kDiskNotReady = 71;
 inline constexpr ErrorNumber kPathNotFound = 76;
 inline constexpr ErrorNumber kObjectNotSet = 91;
 inline constexpr ErrorNumber kInvalidPropertyValue = 380;
@@ -54,6 +54,12 @@ inline constexpr ErrorNumber kZeroLengthRefused = 3315;
 inline constexpr ErrorNumber kUnrecognizedFormat = 3343;
 inline constexpr ErrorNumber kObjectInvalid = 3420;  // a record set whose database was closed
 inline constexpr ErrorNumber kConversion = 3421;
+
+/// Errors of a device, which a person may mend while the program waits: ReportError asks about them.
+constexpr bool IsDeviceError(ErrorNumber number) {
+  return number == kDeviceIo || number == kDiskFull || number == kDeviceUnavailable ||
+         number == kDiskNotReady;
+}
 
 /// The standard text of an error number, without a closing period; a general text for an unknown number.
 std::string_view ErrorText(ErrorNumber number);

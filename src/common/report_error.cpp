@@ -14,11 +14,6 @@ constexpr std::string_view kRebuildMessage =
     "The databases may be corrupt.  Please run the rebuild programs. (Double Click on the icons) and restart "
     "Lumivar.";
 
-bool IsDeviceError(ErrorNumber number) {
-  return number == kDeviceIo || number == kDiskFull || number == kDeviceUnavailable ||
-         number == kDiskNotReady;
-}
-
 }  // namespace
 
 thread_local ProcedureName CurrentProc;

@@ -261,13 +261,13 @@ class Conversion {
   std::optional<Action> Settle(const Error& error) {
     event_.errors.push_back(error.number());
     event_.error_texts.emplace_back(error.what());
-    const std::optional<Action> action = ActionFor(error.number());
+    const Action action = ActionFor(error);
     if (action == Action::Leave) session_.ended_by = error;
     return action;
   }
 
-  std::optional<Action> ActionFor(common::ErrorNumber number) {
-    switch (number) {
+  Action ActionFor(const Error& error) {
+    switch (error.number()) {
       case common::kNoCurrentRecord:
         host_.Notice(
             "At least one of the databases is empty.  This may not be a problem if you don't own all "
@@ -290,7 +290,7 @@ class Conversion {
         host_.FocusTargetFileName();
         return End("File not found.  Correct and try again");
       default:
-        return std::nullopt;
+        return common::ReportError(error);
     }
   }
 
@@ -311,6 +311,17 @@ class Conversion {
 };
 
 }  // namespace
+
+void CloseTarget(Session& session, Host& host) {
+  if (!session.access.TargetDb) return;
+  const common::DialogsScope dialogs(host);
+  const common::Rules retry_or_pass_on = [](const Error& error) {
+    return common::ReportError(error) == Action::Retry ? Action::Retry : Action::PassOn;
+  };
+  const Trap trap(retry_or_pass_on);
+  trap([&] { session.access.TargetDb->Close(); });
+  session.access.TargetDb.reset();
+}
 
 void DisplayMessage(Label& target, std::string_view text, double text_colour) {
   target.SetTextColour(text_colour);

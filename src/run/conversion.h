@@ -26,4 +26,9 @@ enum class RunEnd {
 /// the normal pointer is restored.
 RunEnd cmdnewconvert_Click(Session& session, Host& host);
 
+/// Closes the target database, if one is open; nothing stored is at risk then. Where the device fails, the
+/// user may mend it and retry; any other answer passes the error on, and the database goes back to its last
+/// checkpoint when it is opened next.
+void CloseTarget(Session& session, Host& host);
+
 }  // namespace corvix::run

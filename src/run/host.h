@@ -70,7 +70,8 @@ struct Session {
   core::ConversionSources sources;
   RunValues values;
   settings::PathStrings paths;
-  /// The error that ended the last run by its error table, where one did; the status line tells less.
+  /// The error that ended the last run by its error table or by the user's Abort, where one did; the status
+  /// line tells less.
   std::optional<common::Error> ended_by;
 };
 

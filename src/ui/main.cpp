@@ -2,6 +2,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QIcon>
+#include <csignal>
 
 #include "storage/base/posix_file.h"
 #include "storage/engine/file_engine.h"
@@ -38,6 +39,7 @@ MainWindow::Directories ReadArguments(QApplication& application) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, no end of the program
   QApplication application(argc, argv);
   QApplication::setApplicationName("corvix");
   QApplication::setApplicationDisplayName({});  // captions stay as they are

@@ -200,9 +200,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::Form_Unload() {
-  Act([this] {
-    if (const auto database = std::exchange(session_.access.TargetDb, nullptr)) database->Close();
-  });
+  Act([this] { run::CloseTarget(session_, *host_); });
+  session_.access.TargetDb.reset();
+  session_.sources = {};  // after a prompt they hold the file open by an earlier connection
   Act([this] { WriteTags(); });
   End(Ended::Saved);
 }

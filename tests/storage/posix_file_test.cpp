@@ -1,10 +1,14 @@
 #include "storage/base/posix_file.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <unistd.h>
+#include <vector>
 
 #include "common/error.h"
 #include "support/temporary_directory.h"
@@ -39,6 +43,28 @@ TEST_F(PosixFileTest, Failures_HaveTheNumbersOfTheConvention) {
   EXPECT_EQ(ErrorOf(directory.path() / std::string(300, 'x'), OpenMode::Create), common::kBadFileName);
   fs::create_directory(directory.path() / "d");
   EXPECT_EQ(ErrorOf(directory.path() / "d", OpenMode::Read), common::kBadFileName);
+}
+
+TEST_F(PosixFileTest, ADeviceWithoutRoom_IsAFullDisk) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  struct rlimit before {};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  struct rlimit tight = before;
+  tight.rlim_cur = 20;
+  const auto file = files.Open(path, OpenMode::ReadWrite);
+  ::setrlimit(RLIMIT_FSIZE, &tight);
+  std::optional<common::Error> error;
+  try {
+    file->WriteAt(10, std::vector<std::byte>(100));
+  } catch (const common::Error& raised) {
+    error = raised;
+  }
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->number(), common::kDiskFull);
+  EXPECT_NE(error->text().find("make room"), std::string::npos);
+  file->WriteAt(10, std::vector<std::byte>(100));
+  EXPECT_EQ(file->Size(), 110u);
 }
 
 TEST_F(PosixFileTest, WholeFileLock_MeetsOtherOpenersAndFlock) {

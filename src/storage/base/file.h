@@ -2,8 +2,8 @@
 // disk goes through FileSystem, so that tests can run engines in memory or on a file system that fails.
 //
 // Failure rule: every operation throws common::Error with a number that the error convention knows (53 no
-// such file, 76 no such directory, 70/75 permission, 61 disk full, 57 I/O error, 68 device gone) and the path
-// as place. Objects are for one thread.
+// such file, 76 no such directory, 70 permission, 61 disk full, 57 I/O error, 68 device gone, 71 device not
+// ready) and the path as place. Objects are for one thread.
 #pragma once
 
 #include <cstddef>
@@ -50,6 +50,7 @@ class FileSystem {
   virtual ~FileSystem() = default;
 
   virtual std::unique_ptr<File> Open(const std::filesystem::path& path, OpenMode mode) = 0;
+  /// Errors: those of a device that does not answer.
   virtual bool Exists(const std::filesystem::path& path) = 0;
   virtual bool IsDirectory(const std::filesystem::path& path) = 0;
   /// True when the owner's permissions say that the file may be written (a read-only attribute counts even

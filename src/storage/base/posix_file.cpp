@@ -18,6 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 using common::Error;
 
+/// Errors that a person can mend while the program waits (disk full, device gone or not ready) have numbers
+/// of their own; of what is not listed nothing better is known than that the device failed.
 common::ErrorNumber NumberOf(int code) {
   switch (code) {
     case ENOENT:
@@ -40,17 +42,42 @@ common::ErrorNumber NumberOf(int code) {
       return common::kBadFileName;
     case ENODEV:
     case ENXIO:
+    case ESTALE:
+    case ENOTCONN:
       return common::kDeviceUnavailable;
+    case ENOMEDIUM:
+    case ETIMEDOUT:
+    case EHOSTDOWN:
+    case EHOSTUNREACH:
+    case ENETDOWN:
+    case ENETUNREACH:
+      return common::kDiskNotReady;
     default:
       return common::kDeviceIo;
+  }
+}
+
+std::string_view CureOf(common::ErrorNumber number) {
+  switch (number) {
+    case common::kDiskFull:
+      return "; make room on the disk and try again";
+    case common::kDeviceUnavailable:
+    case common::kDiskNotReady:
+      return "; connect the disk and try again";
+    case common::kDeviceIo:
+      return "; check the disk and try again";
+    case common::kPermissionDenied:
+      return "; check the permissions and try again";
+    default:
+      return "";
   }
 }
 
 [[noreturn]] void ThrowSystemError(int code, std::string_view action, const fs::path& path) {
   const auto number = NumberOf(code);
   throw Error(number,
-              fmt::format("{}: could not {} ({})", common::ErrorText(number), action,
-                          std::generic_category().message(code)),
+              fmt::format("{}: could not {} ({}){}", common::ErrorText(number), action,
+                          std::generic_category().message(code), CureOf(number)),
               path.string());
 }
 
@@ -189,8 +216,12 @@ std::unique_ptr<File> PosixFileSystem::Open(const fs::path& path, OpenMode mode)
 }
 
 bool PosixFileSystem::Exists(const fs::path& path) {
-  std::error_code error;
-  return fs::exists(path, error);
+  struct stat info {};
+  if (::stat(path.c_str(), &info) == 0) return true;
+  // A device that does not answer must not be taken for a missing file: that could be a journal.
+  const int code = errno;
+  if (common::IsDeviceError(NumberOf(code))) ThrowSystemError(code, "look for the file", path);
+  return false;
 }
 
 bool PosixFileSystem::IsDirectory(const fs::path& path) {

@@ -107,7 +107,7 @@ JetFile::JetFile(std::unique_ptr<Pager> pager)
 JetFile::~JetFile() {
   try {
     Checkpoint();
-  } catch (const std::exception&) {
+  } catch (...) {
     // Who wants to know closes the database. The journal takes the file back to its last checkpoint.
   }
 }

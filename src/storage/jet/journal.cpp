@@ -63,8 +63,9 @@ void Journal::Begin(std::uint64_t file_length) {
     file_ = files_.Open(path_, storage::OpenMode::CreateOrOpen);
   }
   if (stride_ != format::StrideFor(file_length) || length_ != file_length) {
-    stride_ = format::StrideFor(file_length);
-    sum_ = format::DatabaseSum(database_, file_length, stride_);
+    const std::uint32_t stride = format::StrideFor(file_length);
+    sum_ = format::DatabaseSum(database_, file_length, stride);
+    stride_ = stride;  // last: a sum that could not be read is not taken for known when Begin is repeated
   }
   length_ = file_length;
   salt_ = RandomSalt();
