@@ -68,6 +68,7 @@ std::string UpperCase(std::string_view text) {
 }
 
 bool EqualIgnoringCase(std::string_view a, std::string_view b) {
+  if (a == b) return true;
   if (IsAscii(a) && IsAscii(b)) {
     return std::ranges::equal(a, b, [](char x, char y) { return UpperAscii(x) == UpperAscii(y); });
   }

@@ -195,12 +195,15 @@ std::optional<std::uint32_t> MemoBlock(std::string_view raw) {
   return result.ec == std::errc{} ? block : std::numeric_limits<std::uint32_t>::max();
 }
 
-core::Field DescribeField(const DbfField& field, DbfVersion version, const storage::CodePage& page) {
-  core::Field described;
-  described.name = page.ToUtf8(field.name);
-  described.type = TypeOf(field, version);
-  described.size = SizeOf(described.type, field);
-  return described;
+std::vector<core::Field> DescribeFields(const DbfHeader& header, const storage::CodePage& page) {
+  std::vector<core::Field> fields;
+  for (const DbfField& field : header.fields) {
+    core::Field& described = fields.emplace_back();
+    described.name = page.ToUtf8(field.name);
+    described.type = TypeOf(field, header.version);
+    described.size = SizeOf(described.type, field);
+  }
+  return fields;
 }
 
 bool FieldReader::Bit(std::optional<std::uint16_t> number, storage::ByteView record) const {

@@ -56,8 +56,8 @@ inline std::string_view RawField(const DbfField& field, storage::ByteView record
   return storage::AsText(record.subspan(field.offset, field.length));
 }
 
-/// Name, type and size as the rest of the system sees them.
-core::Field DescribeField(const DbfField& field, DbfVersion version, const storage::CodePage& page);
+/// Names, types and sizes of a table's fields as the rest of the system sees them.
+std::vector<core::Field> DescribeFields(const DbfHeader& header, const storage::CodePage& page);
 
 /// Reads fields of one table. Holds references: header, page and memo file outlive it.
 class FieldReader {

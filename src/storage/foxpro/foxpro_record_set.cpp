@@ -16,12 +16,11 @@ FoxProRecordSet::FoxProRecordSet(storage::FileSystem& files, const std::filesyst
     : paths_(FindTableFiles(files, directory, table)),
       table_(files.Open(paths_.table, storage::OpenMode::Read), paths_.table.string()),
       page_(CodePageOfTable(table_.header().language_driver)),
+      fields_(DescribeFields(table_.header(), page_)),
+      names_(fields_),
       memo_(OpenMemoFile(files, paths_, table_.header())),
       reader_(table_.header(), page_, memo_ ? &*memo_ : nullptr) {
   table_.RequireAllRecords();
-  for (const DbfField& field : table_.header().fields) {
-    fields_.push_back(DescribeField(field, table_.header().version, page_));
-  }
   OpenIndex(files);
   SettleInFile(1);
   is_empty_ = past_end_;
@@ -47,10 +46,7 @@ void FoxProRecordSet::OpenIndex(storage::FileSystem& files) {
 }
 
 std::optional<std::size_t> FoxProRecordSet::FindField(std::string_view name) const {
-  for (std::size_t i = 0; i < fields_.size(); ++i) {
-    if (fields_[i].name.size() == name.size() && common::EqualIgnoringCase(fields_[i].name, name)) return i;
-  }
-  return std::nullopt;
+  return names_.Find(name);
 }
 
 std::span<const Tag> FoxProRecordSet::Tags() const {

@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/field_names.h"
 #include "core/record_set.h"
 #include "storage/base/file.h"
 #include "storage/foxpro/cdx_tree.h"
@@ -88,6 +89,7 @@ class FoxProRecordSet final : public core::RecordSet {
   mutable DbfFile table_;
   storage::CodePage page_;
   std::vector<core::Field> fields_;
+  core::FieldNames names_;
   mutable std::optional<MemoFile> memo_;
   FieldReader reader_;
   std::unique_ptr<CdxFile> index_;

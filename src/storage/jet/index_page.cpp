@@ -16,13 +16,16 @@ constexpr std::size_t kWordBits = 64;
 constexpr std::size_t kWords = (index_page::kBitmapLength + 7) / 8;
 using Bitmap = std::array<std::uint64_t, kWords>;
 
+// The last word reaches into the entries, which lie behind the bitmap: their bits do not count.
+constexpr std::uint64_t kLastWordMask = ~std::uint64_t{0} >> 8 * (8 * kWords - index_page::kBitmapLength);
+static_assert(index_page::kBitmap + 8 * kWords <= kPageSize);
+
 /// Word `w` of the bitmap of a page; bits behind the bitmap's last byte are 0.
 std::uint64_t Word(ByteView page, std::size_t w) {
   std::uint64_t word = 0;
-  const std::size_t length = std::min<std::size_t>(8, index_page::kBitmapLength - 8 * w);
-  std::memcpy(&word, page.data() + index_page::kBitmap + 8 * w, length);
+  std::memcpy(&word, page.data() + index_page::kBitmap + 8 * w, sizeof word);
   if constexpr (std::endian::native == std::endian::big) word = storage::SwapBytes(word);
-  return word;
+  return w == kWords - 1 ? word & kLastWordMask : word;
 }
 
 constexpr std::uint64_t BitsUpTo(std::size_t bit) { return ~std::uint64_t{0} >> (kWordBits - 1 - bit); }

@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "core/field.h"
+#include "core/field_names.h"
 #include "core/value.h"
 #include "storage/jet/catalog.h"
 #include "storage/jet/default_value.h"
-#include "storage/jet/field_names.h"
 #include "storage/jet/index_set.h"
 #include "storage/jet/relations.h"
 #include "storage/jet/table_definition.h"
@@ -37,7 +37,7 @@ class OpenTable {
   const std::string& name() const { return object_.name; }
   const TableDefinition& definition() const { return definition_; }
   std::span<const core::Field> fields() const { return fields_; }
-  const FieldNames& field_names() const { return names_; }
+  const core::FieldNames& field_names() const { return names_; }
   const TableRows& rows() const { return rows_; }
   IndexSet& indexes() { return indexes_; }
 
@@ -68,7 +68,7 @@ class OpenTable {
   TableRows rows_;
   IndexSet indexes_;
   std::vector<core::Field> fields_;
-  FieldNames names_;
+  core::FieldNames names_;
   std::vector<std::optional<DefaultValue>> defaults_;
   std::optional<Relations> relations_;
   std::optional<std::optional<std::string>> obstacle_;

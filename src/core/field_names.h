@@ -10,18 +10,18 @@
 
 #include "core/field.h"
 
-namespace corvix::jet {
+namespace corvix::core {
 
 class FieldNames {
  public:
   /// `fields` must outlive this.
-  explicit FieldNames(std::span<const core::Field> fields);
+  explicit FieldNames(std::span<const Field> fields);
 
   std::optional<std::size_t> Find(std::string_view name) const;
 
  private:
-  std::span<const core::Field> fields_;
+  std::span<const Field> fields_;
   std::vector<std::uint16_t> slots_;  // a power of two of them; position + 1, 0 = free
 };
 
-}  // namespace corvix::jet
+}  // namespace corvix::core

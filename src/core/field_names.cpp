@@ -1,10 +1,10 @@
-#include "storage/jet/field_names.h"
+#include "core/field_names.h"
 
 #include <bit>
 
 #include "common/text.h"
 
-namespace corvix::jet {
+namespace corvix::core {
 namespace {
 
 /// Equal for names that differ only in case: letters beyond ASCII, whose case takes a table, are left out.
@@ -19,7 +19,7 @@ std::size_t Hash(std::string_view name) {
 
 }  // namespace
 
-FieldNames::FieldNames(std::span<const core::Field> fields)
+FieldNames::FieldNames(std::span<const Field> fields)
     : fields_(fields), slots_(std::bit_ceil(2 * fields.size() + 1)) {
   for (std::size_t i = 0; i < fields.size(); ++i) {
     std::size_t slot = Hash(fields[i].name) & (slots_.size() - 1);
@@ -37,4 +37,4 @@ std::optional<std::size_t> FieldNames::Find(std::string_view name) const {
   return std::nullopt;
 }
 
-}  // namespace corvix::jet
+}  // namespace corvix::core
