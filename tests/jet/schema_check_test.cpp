@@ -266,17 +266,8 @@ TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
 }
 
 TEST_F(Damage, IsNotSeenInAnEncodedFile) {
-  constexpr std::uint32_t kKey = 0x5EC12E7A;
   Bytes bytes = *sound_;
-  for (std::uint32_t page = 1; page < bytes.size() / kPageSize; ++page) {
-    Bytes key(4);
-    WriteLittle(ByteSpan(key), 0, kKey ^ page);
-    ApplyRc4(key, PageOf(bytes, page));
-  }
-  EXPECT_FALSE(CheckBytes(bytes).IsClean());
-  // The key is masked by what stands there in a file without one.
-  const auto masked = ReadLittle<std::uint32_t>(storage::ByteView(bytes), header::kDatabaseKey);
-  WriteLittle(ByteSpan(bytes), header::kDatabaseKey, masked ^ kKey);
+  test::EncodePages(bytes, 0x5EC12E7A);
   EXPECT_THAT(Texts(CheckBytes(bytes).problems), ElementsAre());
 }
 

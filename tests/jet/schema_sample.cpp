@@ -1,10 +1,13 @@
 #include "jet/schema_sample.h"
 
 #include <fmt/format.h>
+#include <limits>
 
 #include "sample/folvane_schema.h"
+#include "storage/base/bytes.h"
 #include "storage/jet/catalog.h"
 #include "storage/jet/catalog_writer.h"
+#include "storage/jet/rc4.h"
 #include "support/jet_files.h"
 
 namespace corvix::test {
@@ -40,6 +43,41 @@ TableDescription Kinds() {
           {.name = "ByRest",
            .columns = {
                {"Flag"}, {"Small"}, {"Money", false}, {"Half"}, {"Whole"}, {"Day"}, {"Raw"}, {"Exact"}}}}};
+}
+
+TableDescription Extremes() {
+  return {.name = "Extremes",
+          .columns = {{.name = "Id", .type = ColumnType::Long},
+                      {.name = "Flag", .type = ColumnType::YesNo},
+                      {.name = "Small", .type = ColumnType::Byte},
+                      {.name = "Middle", .type = ColumnType::Integer},
+                      {.name = "Whole", .type = ColumnType::Long},
+                      {.name = "Money", .type = ColumnType::Currency},
+                      {.name = "Half", .type = ColumnType::Single},
+                      {.name = "Real", .type = ColumnType::Double},
+                      {.name = "Day", .type = ColumnType::Date},
+                      {.name = "Raw", .type = ColumnType::Binary, .length = 510},
+                      {.name = "Name", .type = ColumnType::Text, .length = 255},
+                      {.name = "Picture", .type = ColumnType::Ole},
+                      {.name = "Story", .type = ColumnType::Memo},
+                      {.name = "Key", .type = ColumnType::Guid},
+                      {.name = "Exact", .type = ColumnType::Decimal, .precision = 28, .scale = 10}},
+          .indexes = {{.name = "PrimaryKey", .columns = {{"Id"}}, .primary = true},
+                      {.name = "ByNumbers",
+                       .columns = {{"Small", false}, {"Middle"}, {"Whole", false}, {"Money"}, {"Half"}}},
+                      {.name = "ByReal", .columns = {{"Real", false}, {"Day"}, {"Exact", false}, {"Key"}}}}};
+}
+
+std::string Repeated(std::string_view text, std::size_t times) {
+  std::string all;
+  for (std::size_t i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+core::Bytes Counting(std::size_t length) {
+  core::Bytes bytes(length);
+  for (std::size_t i = 0; i < length; ++i) bytes[i] = static_cast<std::byte>(i * i / 7);
+  return bytes;
 }
 
 core::Value OrNull(bool is_null, core::Value value) { return is_null ? core::Value() : std::move(value); }
@@ -82,6 +120,42 @@ void FillComps(jet::CatalogWriter& table, int rows) {
 
 }  // namespace
 
+std::vector<std::vector<core::Value>> ExtremeRows() {
+  using core::Bytes, core::Currency, core::Date, core::Decimal, core::Guid, core::Null;
+  using Byte = std::uint8_t;
+  using Short = std::int16_t;
+  using Long = std::numeric_limits<std::int32_t>;
+  using Huge = std::numeric_limits<std::int64_t>;
+  using Single = std::numeric_limits<float>;
+  using Double = std::numeric_limits<double>;
+  const auto decimal = [](bool negative, std::array<std::uint32_t, 4> magnitude) {
+    return Decimal{negative, 10, magnitude};
+  };
+  constexpr std::array<std::uint32_t, 4> kNines{0, 0x204FCE5E, 0x3E250261, 0x0FFFFFFF};  // 28 of them
+  Guid all_bits;
+  all_bits.bytes.fill(0xFF);
+  return {
+      {1, false, Byte{0}, Short{-32768}, Long::min(), Currency{Huge::min()}, Single::lowest(),
+       Double::lowest(), Date{-657434}, Bytes{}, "", Bytes{}, "", Guid{}, decimal(true, kNines)},
+      {2, true, Byte{255}, Short{32767}, Long::max(), Currency{Huge::max()}, Single::max(), Double::max(),
+       Date{2958465.5}, Counting(510), Repeated("ÿ", 255), Counting(70'000), Repeated("aé~", 23'333),
+       all_bits, decimal(false, kNines)},
+      {3, false, Byte{1}, Short{-1}, -1, Currency{1}, Single::denorm_min(), Double::denorm_min(), Date{-1.25},
+       Bytes(1), Repeated("Ω", 255), Bytes(65), Repeated("Ω", 35'000), Guid{{1, 2, 3, 4, 5, 6, 7, 8, 9}},
+       decimal(false, {0, 0, 0, 1})},
+      {4, true, Byte{128}, Short{0}, 0, Currency{-1}, Single::min(), -Double::min(), Date{0.999988},
+       Bytes(255), Repeated("😀", 127), Bytes(4076), Repeated("é", 1024), Guid{{0xFF}},
+       decimal(true, {0, 0, 0, 1})},
+      {5, false, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{},
+       Null{}, Null{}},
+      {6, true, Byte{127}, Short{1}, 1, Currency{0}, 0.1F, 0.1, Date{36525.75}, Bytes(2), "\x01\x1F\x7F\"\\",
+       Bytes(64), Repeated("é", 1025), Guid{{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}},
+       decimal(false, {0, 0, 1, 0})},
+      {7, false, Byte{2}, Short{2}, 2, Currency{99'999}, 1.0F / 3, 1.0 / 3, Date{2}, Bytes(3), " ab ",
+       Bytes(4077), "ab", Guid{{8}}, decimal(false, {0, 1, 0, 0})},
+  };
+}
+
 jet::DatabaseDescription SampleDescription() {
   jet::DatabaseDescription database = sample::FolvaneSchema();
   database.tables.push_back(Kinds());
@@ -93,6 +167,7 @@ jet::DatabaseDescription SampleDescription() {
       {.name = "Children",
        .columns = {{.name = "Id", .type = ColumnType::Long}, {.name = "Parent", .type = ColumnType::Long}},
        .indexes = {{.name = "PrimaryKey", .columns = {{"Id"}}, .primary = true}}});
+  database.tables.push_back(Extremes());
   database.relationships.push_back({.name = "ParentsChildren",
                                     .table = "Children",
                                     .referenced_table = "Parents",
@@ -118,6 +193,25 @@ void MakeSample(storage::FileSystem& files, const std::filesystem::path& path, i
   };
   fill("Kinds", FillKinds);
   fill("COMPS", [&](jet::CatalogWriter& table) { FillComps(table, comps); });
+  fill("Extremes", [](jet::CatalogWriter& table) {
+    for (const std::vector<core::Value>& v : ExtremeRows()) {
+      table.Add({{"Id", v[0]},
+                 {"Flag", v[1]},
+                 {"Small", v[2]},
+                 {"Middle", v[3]},
+                 {"Whole", v[4]},
+                 {"Money", v[5]},
+                 {"Half", v[6]},
+                 {"Real", v[7]},
+                 {"Day", v[8]},
+                 {"Raw", v[9]},
+                 {"Name", v[10]},
+                 {"Picture", v[11]},
+                 {"Story", v[12]},
+                 {"Key", v[13]},
+                 {"Exact", v[14]}});
+    }
+  });
   fill("Parents", [](jet::CatalogWriter& table) {
     for (int i = 1; i <= 3; ++i) table.Add({{"Id", i}, {"Name", fmt::format("Parent {}", i)}});
   });
@@ -130,6 +224,18 @@ void MakeSample(storage::FileSystem& files, const std::filesystem::path& path, i
     jet::WriteCounters(*pager, table);
   }
   pager->Checkpoint();
+}
+
+void EncodePages(std::vector<std::byte>& bytes, std::uint32_t key) {
+  const storage::ByteSpan file(bytes);
+  std::array<std::byte, 4> page_key;
+  for (std::uint32_t page = 1; page < bytes.size() / jet::kPageSize; ++page) {
+    storage::WriteLittle(storage::ByteSpan(page_key), 0, key ^ page);
+    jet::ApplyRc4(page_key, storage::Slice(file, page * jet::kPageSize, jet::kPageSize));
+  }
+  // The header's key stands masked: what a plain file has there is the mask.
+  const auto mask = storage::ReadLittle<std::uint32_t>(file, jet::header::kDatabaseKey);
+  storage::WriteLittle(file, jet::header::kDatabaseKey, mask ^ key);
 }
 
 }  // namespace corvix::test
