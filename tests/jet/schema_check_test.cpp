@@ -1,5 +1,7 @@
 // The checker: silent about sound files, and about every kind of damage it says where and what.
+#include <algorithm>
 #include <cstdint>
+#include <fmt/format.h>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,9 +14,11 @@
 #include "jet/schema_sample.h"
 #include "storage/base/bytes.h"
 #include "storage/jet/catalog.h"
+#include "storage/jet/catalog_writer.h"
 #include "storage/jet/jet_check.h"
+#include "storage/jet/jet_create.h"
+#include "storage/jet/jet_database.h"
 #include "storage/jet/page.h"
-#include "storage/jet/rc4.h"
 #include "storage/jet/table_definition.h"
 #include "storage/jet/usage_map.h"
 #include "support/jet_files.h"
@@ -265,10 +269,69 @@ TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
   }
 }
 
-TEST_F(Damage, IsNotSeenInAnEncodedFile) {
-  Bytes bytes = *sound_;
+TEST(CheckDatabase, FindsKeysThatAUniqueIndexHoldsTwice) {
+  using core::Null;
+  struct Case {
+    core::Value first[2];
+    core::Value second[2];
+    bool collide;
+  };
+  const Case cases[] = {{{"a", "b"}, {"A", "b "}, true},      {{"a", Null{}}, {"a", Null{}}, true},
+                        {{Null{}, "a"}, {Null{}, "A"}, true}, {{"a", Null{}}, {Null{}, "a"}, false},
+                        {{"a", "b"}, {"a", Null{}}, false},   {{Null{}, Null{}}, {Null{}, Null{}}, false}};
+  for (const Case& each : cases) {
+    storage::MemoryFileSystem files;
+    CreateDatabase(files, "x.mdb",
+                   {.tables = {{.name = "T",
+                                .columns = {{.name = "A", .length = 9}, {.name = "B", .length = 9}},
+                                .indexes = {{.name = "Both", .columns = {{"A"}, {"B", false}}}}}}});
+    const auto pager = test::OpenPager(files, "x.mdb", false);
+    PageAllocator allocator(*pager);
+    const PageNumber page = Catalog(*pager).FindTable("T")->DefinitionPage();
+    CatalogWriter writer(*pager, allocator, page);
+    for (const auto& values : {each.first, each.second}) writer.Add({{"A", values[0]}, {"B", values[1]}});
+    writer.Save();
+    TableDefinition table = ReadTableDefinition(*pager, page);
+    table.real_indexes[0].flags |= RealIndex::kUnique;
+    WriteTableDefinition(*pager, table);
+    const auto problems = Texts(CheckDatabase(*pager).problems);
+    const auto at = &each - cases;
+    if (each.collide) {
+      EXPECT_THAT(problems, ElementsAre(HasSubstr("index Both of T: rows"))) << at;
+    } else {
+      EXPECT_THAT(problems, ElementsAre()) << at;
+    }
+  }
+}
+
+TEST(EncodedDatabase, IsWrittenEncoded) {
+  storage::MemoryFileSystem files;
+  test::MakeSample(files, "encoded.mdb");
+  Bytes& bytes = files.Contents("encoded.mdb");
   test::EncodePages(bytes, 0x5EC12E7A);
-  EXPECT_THAT(Texts(CheckBytes(bytes).problems), ElementsAre());
+  const std::string_view mark = "UNMISTAKABLE";
+  {
+    const auto database = OpenJetDatabase(files, "encoded.mdb", core::Access::ReadWrite);
+    const auto comps = database->OpenTable("COMPS");
+    for (int i = 0; i < 500; ++i) {
+      comps->BeginAdd();
+      comps->Write(core::RequireField(*comps, "CENTRALKEY"), fmt::format("{} {}", mark, i));
+      comps->Write(core::RequireField(*comps, "COMMENTS"),
+                   fmt::format("{0} {1} {0}", mark, std::string(900, 'c')));
+      comps->Store();
+    }
+    database->Close();
+  }
+  EXPECT_THAT(Texts(CheckFile(files, "encoded.mdb").problems), ElementsAre());
+  EXPECT_TRUE(std::ranges::search(bytes, storage::AsBytes(mark)).empty());
+  const auto database = OpenJetDatabase(files, "encoded.mdb", core::Access::ReadOnly);
+  const auto comps = database->OpenTable("COMPS");
+  comps->SelectIndex("CENTRALKEY");
+  comps->SeekEqual("unmistakable 499");
+  ASSERT_FALSE(comps->NoMatch());
+  std::string text;
+  comps->ReadText(core::RequireField(*comps, "COMMENTS"), text);
+  EXPECT_EQ(text.size(), 900 + 2 * mark.size() + 2);
 }
 
 // Whatever the bytes are, the check ends and reports; errors of another kind than damage would be faults of

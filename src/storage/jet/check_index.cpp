@@ -260,7 +260,7 @@ void IndexChecker::SeeEntry(ByteView entry, PageNumber page) {
 void IndexChecker::SeeRepeatedKey(ByteView entry, PageNumber page) {
   const RowRef row = RowOfEntry(entry);
   const std::optional<StoredRow> stored = rows_.RowAt(row);
-  if (stored && HasNull(stored->row)) return;  // nulls do not collide
+  if (stored && IsAllNull(stored->row)) return;  // keys of nothing but nulls do not collide
   Problem(page, "rows {} and {} have the same key in this unique index", At(RowOfEntry(last_)), At(row));
 }
 
