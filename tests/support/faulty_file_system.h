@@ -6,7 +6,7 @@
 //   - what a Sync failed to write is not written by the next one either;
 //   - a name that was created or removed since the last SyncDirectory may be there or not.
 //
-// Operations that change something are counted: writes, truncations, syncs, creations, removals, renames.
+// Operations that change something are counted and logged by their kind.
 #pragma once
 
 #include <algorithm>
@@ -29,6 +29,8 @@ struct PowerCut {};
 
 enum class Unsynced { Kept, Dropped, Mixed };
 
+enum class Change { Write, Truncate, Sync, Create, Remove, Rename, SyncDirectory };
+
 class FaultyFileSystem : public storage::FileSystem {
  public:
   using Path = std::filesystem::path;
@@ -48,7 +50,9 @@ class FaultyFileSystem : public storage::FileSystem {
   void FailAt(std::uint64_t first, std::uint64_t count, common::ErrorNumber number) {
     fail_first_ = first, fail_count_ = count, fail_number_ = number;
   }
-  std::uint64_t operations() const { return operations_; }
+  std::uint64_t operations() const { return log_.size(); }
+  /// The operations so far, one that failed or was cut included.
+  const std::vector<Change>& log() const { return log_; }
 
   /// The device as it may be found after the cut.
   std::map<Path, Bytes> AfterCut(Unsynced unsynced, unsigned seed = 0) const {
@@ -68,7 +72,7 @@ class FaultyFileSystem : public storage::FileSystem {
     std::map<Path, Bytes> device;
     for (const auto& [path, node] : names) {
       Bytes bytes = node->durable;
-      for (const Change& change : node->pending) Apply(change, bytes, kept);
+      for (const Pending& change : node->pending) Apply(change, bytes, kept);
       device[path] = std::move(bytes);
     }
     return device;
@@ -78,7 +82,7 @@ class FaultyFileSystem : public storage::FileSystem {
     const bool create = mode == storage::OpenMode::Create || mode == storage::OpenMode::CreateOrOpen;
     if (!names_.contains(path)) {
       if (!create) throw common::Error(common::kFileNotFound);
-      Count();
+      Count(Change::Create);
       names_[path] = std::make_shared<Node>();
       name_changes_.emplace_back(path, names_[path]);
     }
@@ -90,19 +94,19 @@ class FaultyFileSystem : public storage::FileSystem {
   bool IsDirectory(const Path& path) override { return !names_.contains(path); }
   bool IsWritable(const Path& path) override { return names_.contains(path); }
   void Remove(const Path& path) override {
-    Count();
+    Count(Change::Remove);
     if (names_.erase(path) == 0) throw common::Error(common::kFileNotFound);
     name_changes_.emplace_back(path, nullptr);
   }
   void Rename(const Path& from, const Path& to) override {
-    Count();
+    Count(Change::Rename);
     names_[to] = names_.at(from);
     names_.erase(from);
     name_changes_.emplace_back(to, names_[to]);
     name_changes_.emplace_back(from, nullptr);
   }
   void SyncDirectory(const Path&) override {
-    Count();
+    Count(Change::SyncDirectory);
     durable_names_ = names_;
     name_changes_.clear();
   }
@@ -117,7 +121,7 @@ class FaultyFileSystem : public storage::FileSystem {
   std::uint64_t FreeSpace(const Path&) override { return std::uint64_t{1} << 40; }
 
  private:
-  struct Change {
+  struct Pending {
     std::uint64_t offset = 0;  // or the new size
     Bytes bytes;
     bool truncates = false;
@@ -126,10 +130,10 @@ class FaultyFileSystem : public storage::FileSystem {
   struct Node {
     Bytes current;
     Bytes durable;
-    std::vector<Change> pending;  // since the last Sync
+    std::vector<Pending> pending;  // since the last Sync
   };
 
-  static void Apply(const Change& change, Bytes& bytes, const std::function<bool()>& kept) {
+  static void Apply(const Pending& change, Bytes& bytes, const std::function<bool()>& kept) {
     constexpr std::size_t kSector = 512;
     if (change.truncates) {
       if (kept()) bytes.resize(change.offset);
@@ -156,22 +160,22 @@ class FaultyFileSystem : public storage::FileSystem {
       return count;
     }
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
-      Change change{offset, Bytes(bytes.begin(), bytes.end()), false, false};
-      files_.Count([&] { node_->pending.push_back(change); });
+      Pending change{offset, Bytes(bytes.begin(), bytes.end()), false, false};
+      files_.Count(Change::Write, [&] { node_->pending.push_back(change); });
       Apply(change, node_->current, [] { return true; });
     }
     void Truncate(std::uint64_t size) override {
-      files_.Count([&] { node_->pending.push_back({size, {}, true, false}); });
+      files_.Count(Change::Truncate, [&] { node_->pending.push_back({size, {}, true, false}); });
       node_->current.resize(size);
     }
     void Sync() override {
       try {
-        files_.Count();
+        files_.Count(Change::Sync);
       } catch (const common::Error&) {
-        for (Change& change : node_->pending) change.forgotten = true;
+        for (Pending& change : node_->pending) change.forgotten = true;
         throw;
       }
-      for (const Change& change : node_->pending) {
+      for (const Pending& change : node_->pending) {
         Apply(change, node_->durable, [&] { return !change.forgotten; });
       }
       node_->pending.clear();
@@ -185,9 +189,11 @@ class FaultyFileSystem : public storage::FileSystem {
   };
 
   /// `change` is noted also when the power fails at it: it may reach the device all the same.
-  void Count(const std::function<void()>& change = [] {}) {
-    if (cut_at_ && operations_ > *cut_at_) throw PowerCut{};
-    const std::uint64_t operation = operations_++;
+  void Count(
+      Change kind, const std::function<void()>& change = [] {}) {
+    if (cut_at_ && log_.size() > *cut_at_) throw PowerCut{};
+    const std::uint64_t operation = log_.size();
+    log_.push_back(kind);
     if (operation >= fail_first_ && operation - fail_first_ < fail_count_) {
       throw common::Error(fail_number_);
     }
@@ -198,7 +204,7 @@ class FaultyFileSystem : public storage::FileSystem {
   std::map<Path, std::shared_ptr<Node>> names_;
   std::map<Path, std::shared_ptr<Node>> durable_names_;
   std::vector<std::pair<Path, std::shared_ptr<Node>>> name_changes_;  // null: removed
-  std::uint64_t operations_ = 0;
+  std::vector<Change> log_;
   std::optional<std::uint64_t> cut_at_;
   std::uint64_t fail_first_ = 0, fail_count_ = 0;
   common::ErrorNumber fail_number_ = 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -23,6 +24,8 @@ class ScriptedHost : public run::Host {
   std::deque<std::int16_t> prompt_results;
   /// Escape requests by number of the record after which they are answered.
   std::map<std::int64_t, std::int16_t> escapes;
+
+  std::function<void()> on_prompt = [] {};  ///< called while the prompt is shown
 
   std::vector<std::string> asked;  ///< key of each showing of the prompt
   std::vector<run::RecordEvent> events;
@@ -52,6 +55,7 @@ class ScriptedHost : public run::Host {
   void FocusTargetFileName() override { target_file_name_focused = true; }
   void ShowDuplicatePrompt(run::RunValues& values) override {
     asked.push_back(values.CurrentKey);
+    on_prompt();
     values.AskResult = run::kAskNo;
     if (prompt_results.empty()) return;
     values.AskResult = prompt_results.front();
