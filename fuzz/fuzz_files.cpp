@@ -1,11 +1,17 @@
 #include "fuzz_files.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "common/error.h"
 #include "sample/sample_writer.h"
 #include "storage/foxpro/foxpro_check.h"
 #include "storage/foxpro/foxpro_record_set.h"
+#include "support/faulty_file_system.h"
+#include "support/file_run.h"
 
 namespace corvix::fuzz {
 namespace {
@@ -27,6 +33,32 @@ storage::MemoryFileSystem MakeOffice() {
   return files;
 }
 
+/// Converts the sound office; the power fails at operation `cut`, if there is one.
+std::unique_ptr<test::FaultyFileSystem> ConvertUntil(std::optional<std::uint64_t> cut) {
+  auto files = std::make_unique<test::FaultyFileSystem>();
+  for (const char* name : {"CENTRAL.DBF", "CENTRAL.CDX", "COMPS.DBF", "COMPS.CDX", "COMPS.FPT", "PHOTO.DBF",
+                           "PHOTO.CDX", "FOLVANE.MDB"}) {
+    const auto bytes = std::as_bytes(SoundFile(name));
+    files->Put(std::filesystem::path("office") / name, {bytes.begin(), bytes.end()});
+  }
+  if (cut) files->CutAt(*cut);
+  test::FileRun conversion(*files, "office", "office");
+  try {
+    conversion.Run();
+  } catch (const test::PowerCut&) {
+  }
+  return files;
+}
+
+Crash MakeCrash() {
+  const auto whole = ConvertUntil({});
+  const auto reset = std::ranges::find(whole->log(), test::Change::Truncate);
+  const auto database_sync = reset - whole->log().begin() - 1;
+  const auto cut = ConvertUntil(static_cast<std::uint64_t>(database_sync));
+  auto device = cut->AfterCut(test::Unsynced::Mixed);
+  return {device.at("office/FOLVANE.MDB"), device.at("office/FOLVANE.MDB-journal")};
+}
+
 void ReadAll(core::RecordSet& records) {
   std::string text;
   for (int n = 0; n < kMostRecords && !records.PastEnd(); ++n) {
@@ -40,6 +72,10 @@ void ReadAll(core::RecordSet& records) {
 
 }  // namespace
 
+Input AsInput(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
+}
+
 void PutFile(storage::MemoryFileSystem& files, std::string_view name, Input bytes) {
   files.Open(name, storage::OpenMode::Create)->WriteAt(0, std::as_bytes(bytes));
 }
@@ -51,8 +87,12 @@ const storage::MemoryFileSystem& SoundOffice() {
 
 Input SoundFile(std::string_view name) {
   static storage::MemoryFileSystem office = SoundOffice();
-  const auto& bytes = office.Contents(name);
-  return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
+  return AsInput(office.Contents(name));
+}
+
+const Crash& CrashedOffice() {
+  static const Crash crash = MakeCrash();
+  return crash;
 }
 
 void UseRecords(core::RecordSet& records, std::string_view index) {

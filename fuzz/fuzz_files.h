@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "core/record_set.h"
 #include "storage/base/memory_file.h"
@@ -14,6 +15,8 @@ namespace corvix::fuzz {
 
 using Input = std::span<const std::uint8_t>;
 
+Input AsInput(std::span<const std::byte> bytes);
+
 /// Replaces the contents of a file, which is made when it does not exist.
 void PutFile(storage::MemoryFileSystem& files, std::string_view name, Input bytes);
 
@@ -21,6 +24,14 @@ void PutFile(storage::MemoryFileSystem& files, std::string_view name, Input byte
 const storage::MemoryFileSystem& SoundOffice();
 /// A file of the sound office.
 Input SoundFile(std::string_view name);
+
+/// FOLVANE.MDB of the sound office as a power cut in the middle of a conversion leaves it, half overwritten,
+/// and the hot journal that takes it back.
+struct Crash {
+  std::vector<std::byte> database;
+  std::vector<std::byte> journal;
+};
+const Crash& CrashedOffice();
 
 /// Opens, uses and checks the table COMPS, `fuzzed` in the place of its file of that name, the others sound.
 void UseTableWith(std::string_view name, Input fuzzed);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using corvix::fuzz::AsInput;
 using corvix::fuzz::Input;
 
 void Write(const fs::path& path, Input bytes) {
@@ -35,10 +37,6 @@ void WriteFamily(const fs::path& directory, Input sound, int damaged) {
   }
 }
 
-Input AsInput(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -51,10 +49,9 @@ int main(int argc, char** argv) {
   WriteFamily(root / "cdx", corvix::fuzz::SoundFile("COMPS.CDX"), 40);
   WriteFamily(root / "fpt", corvix::fuzz::SoundFile("COMPS.FPT"), 40);
   WriteFamily(root / "mdb", corvix::fuzz::SoundFile("FOLVANE.MDB"), 60);
-  WriteFamily(
-      root / "ini",
-      AsInput("[PREFERENCES]\r\nCONVERTPHOTOS=1\r\n; note\r\n\r\n[DIRECTORIES]\r\nCOMPDIR=\"C:\\OLD\"\r\n"),
-      20);
-  WriteFamily(root / "journal", AsInput(std::string_view("\0\0\0\0", 4)), 4);
+  constexpr std::string_view kSettings =
+      "[PREFERENCES]\r\nCONVERTPHOTOS=1\r\n; note\r\n\r\n[DIRECTORIES]\r\nCOMPDIR=\"C:\\OLD\"\r\n";
+  WriteFamily(root / "ini", AsInput(std::as_bytes(std::span(kSettings))), 20);
+  WriteFamily(root / "journal", AsInput(corvix::fuzz::CrashedOffice().journal), 20);
   return 0;
 }
