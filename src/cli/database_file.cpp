@@ -2,21 +2,24 @@
 
 #include <vector>
 
-#include "common/error.h"
-#include "storage/jet/journal.h"
+#include "cli/output.h"
+#include "storage/jet/lock_file.h"
 
 namespace corvix::cli {
 
 std::unique_ptr<jet::Pager> OpenForReading(storage::FileSystem& files, const std::filesystem::path& path) {
-  auto file = files.Open(path, storage::OpenMode::Read);
-  if (!file->TryLock(storage::LockKind::Shared, 0, 0)) {
-    throw common::Error(common::kFileInUse,
-                        "The database is being written by another program; close it there and try again",
-                        path.string());
-  }
-  return std::make_unique<jet::Pager>(jet::OpenJournaled(files, path, std::move(file), true).file, path,
+  return std::make_unique<jet::Pager>(OpenView(files, path, core::Access::ReadOnly), path,
                                       jet::Pager::Options{.read_only = true});
 }
+
+std::unique_ptr<storage::File> OpenView(storage::FileSystem& files, const std::filesystem::path& path,
+                                        core::Access access) {
+  auto view = jet::OpenJournaled(files, path, jet::OpenLocked(files, path, access), true);
+  if (view.recovery) SayRecovery(*view.recovery);
+  return std::move(view.file);
+}
+
+void SayRecovery(const jet::Recovery& recovery) { Say("corvix-cli: " + jet::RecoveryText(recovery)); }
 
 jet::HeaderPage ReadHeader(jet::Pager& pager) {
   std::vector<std::byte> page(jet::kPageSize);

@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "cli/database_file.h"
 #include "cli/output.h"
 #include "cli/report_file.h"
 #include "cli/run_end.h"
@@ -117,7 +118,7 @@ class OfficeRun {
   const OfficeOptions& options_;
   std::filesystem::path target_;
   storage::PosixFileSystem files_;
-  storage::FileEngine engine_{files_};
+  storage::FileEngine engine_{files_, SayRecovery};
   run::Session session_;
   run::Accountant accountant_;
   run::ObservedEngine observed_;

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "cli/conversion_options.h"
+#include "cli/database_file.h"
 #include "cli/interrupt.h"
 #include "cli/output.h"
 #include "cli/preview_host.h"
@@ -60,7 +61,10 @@ std::optional<SizeForecast> Forecast(storage::FileSystem& files, storage::FileSy
 ExitCode Preview(const PreviewOptions& options) {
   storage::PosixFileSystem files;
   storage::OverlayFileSystem overlay(files);
-  storage::FileEngine engine(overlay);
+  storage::FileEngine engine(overlay, [](jet::Recovery recovery) {
+    recovery.restored = false;  // in memory only
+    SayRecovery(recovery);
+  });
   const run::Review review = Look(engine, options.conversion);
   Print(options.json ? WarningsJson(review) : WarningsText(review) + "Records\n");
 

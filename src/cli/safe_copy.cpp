@@ -13,15 +13,16 @@
 #include "common/error.h"
 #include "storage/jet/jet_check.h"
 #include "storage/jet/journal.h"
+#include "storage/jet/lock_file.h"
 
 namespace corvix::cli {
 namespace {
 
 namespace fs = std::filesystem;
 using common::Error;
+using core::Access;
 using storage::File;
 using storage::FileSystem;
-using storage::LockKind;
 using storage::OpenMode;
 
 constexpr std::size_t kBlock = std::size_t{1} << 20;
@@ -39,15 +40,6 @@ fs::path DatedName(FileSystem& files, const fs::path& database, std::string_view
                                                          database.extension().string());
     if (!files.Exists(name)) return name;
   }
-}
-
-std::unique_ptr<File> OpenLocked(FileSystem& files, const fs::path& path, LockKind lock) {
-  auto file = files.Open(path, lock == LockKind::Shared ? OpenMode::Read : OpenMode::ReadWrite);
-  if (!file->TryLock(lock, 0, 0)) {
-    throw Error(common::kFileInUse, "The database is in use by another program; close it there and try again",
-                path.string());
-  }
-  return file;
 }
 
 /// Removes a file that was not finished; that it stays is no reason to fail anew.
@@ -121,11 +113,6 @@ void CopyTo(FileSystem& files, File& from, const fs::path& path) {
   files.SyncDirectory(DirectoryOf(path));
 }
 
-/// The database for reading, with what its journal says.
-std::unique_ptr<File> OpenView(FileSystem& files, const fs::path& database, LockKind lock) {
-  return jet::OpenJournaled(files, database, OpenLocked(files, database, lock), true).file;
-}
-
 /// Error 3343 or 3049 unless the file is a sound database.
 void RequireSound(FileSystem& files, const fs::path& copy) {
   const auto pager = OpenForReading(files, copy);
@@ -146,11 +133,11 @@ fs::path KeepReplaced(FileSystem& files, const fs::path& database, std::string_v
                       std::unique_ptr<File>& locked) {
   fs::path kept = DatedName(files, database, "-replaced", stamp);
   try {
-    locked = OpenView(files, database, LockKind::Exclusive);
+    locked = OpenView(files, database, Access::ReadWrite);
   } catch (const Error& error) {
     if (error.number() != common::kDamagedDatabase) throw;
-    locked = OpenLocked(files, database,
-                        LockKind::Exclusive);  // the journal is not of this file: its bytes as they are
+    // The journal is not of this file: its bytes as they are.
+    locked = jet::OpenLocked(files, database, Access::ReadWrite);
   }
   CopyTo(files, *locked, kept);
   return kept;
@@ -165,7 +152,7 @@ std::string TimeStamp() {
 
 fs::path BackUp(FileSystem& files, const fs::path& database, std::string_view stamp) {
   const fs::path real = files.Resolve(database);
-  const auto from = OpenView(files, real, LockKind::Shared);
+  const auto from = OpenView(files, real, Access::ReadOnly);
   fs::path copy = DatedName(files, real, "", stamp);
   CopyTo(files, *from, copy);
   return copy;
@@ -187,7 +174,7 @@ Restored Restore(FileSystem& files, const fs::path& copy, const fs::path& databa
     throw Error(common::kFileInUse, "The database is read-only; allow writing to the file and try again",
                 real.string());
   }
-  const auto from = OpenView(files, copy, LockKind::Shared);
+  const auto from = OpenView(files, copy, Access::ReadOnly);
   Unfinished fresh(files, real.string() + ".part");
   WriteCopy(files, *from, fresh.path());
 

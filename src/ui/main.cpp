@@ -50,9 +50,11 @@ int main(int argc, char** argv) {
   const MainWindow::Directories directories = ReadArguments(application);
 
   corvix::storage::PosixFileSystem files;
-  corvix::storage::FileEngine engine(files);
-  const corvix::settings::SettingsPlace settings{files, corvix::settings::DefaultWindowsDirectory()};
   corvix::ui::MessageBoxes dialogs;
+  corvix::storage::FileEngine engine(files, [&dialogs](const corvix::jet::Recovery& recovery) {
+    dialogs.Notice(corvix::jet::RecoveryText(recovery));  // before the start or the run goes on
+  });
+  const corvix::settings::SettingsPlace settings{files, corvix::settings::DefaultWindowsDirectory()};
   corvix::ui::FileDialog file_dialog;
   int exit_code = 0;
   MainWindow window({engine, settings, dialogs, file_dialog, [&exit_code](int code) {

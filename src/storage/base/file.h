@@ -6,6 +6,7 @@
 // ready) and the path as place. Objects are for one thread.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -40,9 +41,15 @@ class File {
   virtual void Sync() = 0;
   /// Takes an advisory lock on bytes [offset, offset + length) without waiting; length 0 means to the end of
   /// all offsets. False when another opener holds a conflicting one. Locks belong to this File object and end
-  /// with it.
+  /// with it. Error 3251 where the file system has no locks.
   virtual bool TryLock(LockKind kind, std::uint64_t offset, std::uint64_t length) = 0;
   virtual void Unlock(std::uint64_t offset, std::uint64_t length) = 0;
+  /// True when another opener holds an exclusive lock on one of these bytes. Takes none.
+  virtual bool IsLockedByAnother(std::uint64_t offset, std::uint64_t length) {
+    if (!TryLock(LockKind::Shared, offset, length)) return true;
+    Unlock(offset, length);
+    return false;
+  }
 };
 
 class FileSystem {
@@ -64,10 +71,14 @@ class FileSystem {
   virtual std::vector<std::string> List(const std::filesystem::path& directory) = 0;
   /// A text that is equal for two paths exactly when they reach the same file; none when there is no file.
   virtual std::optional<std::string> Identity(const std::filesystem::path& path) = 0;
-  /// The path with symbolic links followed, so that all names of a file give one path; unchanged when there is
-  /// nothing to follow.
+  /// The path with symbolic links followed, so that all names of a file give one path; unchanged when there
+  /// is nothing to follow.
   virtual std::filesystem::path Resolve(const std::filesystem::path& path) { return path; }
   virtual std::uint64_t FreeSpace(const std::filesystem::path& directory) = 0;
+  /// When the file was written last, where that is known.
+  virtual std::optional<std::chrono::system_clock::time_point> ChangedAt(const std::filesystem::path&) {
+    return std::nullopt;
+  }
 };
 
 }  // namespace corvix::storage

@@ -144,7 +144,7 @@ class PosixFile : public File {
     range.l_type = kind == LockKind::Shared ? F_RDLCK : F_WRLCK;
     if (Retrying([&] { return ::fcntl(descriptor_, F_OFD_SETLK, &range); }) != 0) {
       if (errno == EAGAIN || errno == EACCES) return false;
-      ThrowSystemError(errno, "lock", path_);
+      ThrowLockError(errno);
     }
     if (!IsWholeFile(offset, length)) return true;
     const int whole = (kind == LockKind::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
@@ -152,7 +152,14 @@ class PosixFile : public File {
     const int code = errno;
     Unlock(offset, length);
     if (code == EWOULDBLOCK) return false;
-    ThrowSystemError(code, "lock", path_);
+    ThrowLockError(code);
+  }
+
+  bool IsLockedByAnother(std::uint64_t offset, std::uint64_t length) override {
+    struct flock range = Range(offset, length);
+    range.l_type = F_RDLCK;
+    if (::fcntl(descriptor_, F_OFD_GETLK, &range) != 0) ThrowLockError(errno);
+    return range.l_type != F_UNLCK;
   }
 
   void Unlock(std::uint64_t offset, std::uint64_t length) override {
@@ -165,6 +172,13 @@ class PosixFile : public File {
   }
 
  private:
+  [[noreturn]] void ThrowLockError(int code) const {
+    if (code == ENOLCK || code == ENOSYS || code == EOPNOTSUPP || code == EINVAL) {
+      throw Error(common::kUnsupported, "The file system has no locks for this file", path_.string());
+    }
+    ThrowSystemError(code, "lock", path_);
+  }
+
   static bool IsWholeFile(std::uint64_t offset, std::uint64_t length) { return offset == 0 && length == 0; }
 
   static struct flock Range(std::uint64_t offset, std::uint64_t length) {
@@ -284,6 +298,12 @@ std::uint64_t PosixFileSystem::FreeSpace(const fs::path& directory) {
   const auto space = fs::space(directory.empty() ? fs::path(".") : directory, error);
   if (error) ThrowSystemError(error.value(), "read the free space", directory);
   return space.available;
+}
+
+std::optional<std::chrono::system_clock::time_point> PosixFileSystem::ChangedAt(const fs::path& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return std::nullopt;
+  return std::chrono::system_clock::from_time_t(info.st_mtime);
 }
 
 }  // namespace corvix::storage

@@ -23,6 +23,7 @@ class PosixFileSystem : public FileSystem {
   std::optional<std::string> Identity(const std::filesystem::path& path) override;
   std::filesystem::path Resolve(const std::filesystem::path& path) override;
   std::uint64_t FreeSpace(const std::filesystem::path& directory) override;
+  std::optional<std::chrono::system_clock::time_point> ChangedAt(const std::filesystem::path& path) override;
 };
 
 }  // namespace corvix::storage

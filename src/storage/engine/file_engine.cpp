@@ -14,7 +14,7 @@ std::unique_ptr<core::RecordSet> FileEngine::OpenFoxProTable(std::string_view di
 }
 
 std::shared_ptr<core::Database> FileEngine::OpenDatabase(std::string_view file_name) {
-  return jet::OpenJetDatabase(files_, common::HostPath(file_name), core::Access::ReadWrite);
+  return jet::OpenJetDatabase(files_, common::HostPath(file_name), core::Access::ReadWrite, recovered_);
 }
 
 }  // namespace corvix::storage

@@ -2,15 +2,20 @@
 // texts. Hosts make one and hand it to core.
 #pragma once
 
+#include <utility>
+
 #include "core/engine.h"
 #include "storage/base/file.h"
+#include "storage/jet/journal.h"
 
 namespace corvix::storage {
 
 class FileEngine : public core::TableEngine {
  public:
-  /// `files` must outlive the engine and everything opened through it.
-  explicit FileEngine(FileSystem& files) : files_(files) {}
+  /// `files` must outlive the engine and everything opened through it. `recovered` is told of each database
+  /// that somebody had left in the middle of a change.
+  explicit FileEngine(FileSystem& files, jet::RecoveryObserver recovered = {})
+      : files_(files), recovered_(std::move(recovered)) {}
 
   bool FileExists(std::string_view file_name) override;
   std::unique_ptr<core::RecordSet> OpenFoxProTable(std::string_view directory,
@@ -19,6 +24,7 @@ class FileEngine : public core::TableEngine {
 
  private:
   FileSystem& files_;
+  jet::RecoveryObserver recovered_;
 };
 
 }  // namespace corvix::storage

@@ -42,9 +42,9 @@ class JetDatabase : public core::Database {
 }  // namespace
 
 std::shared_ptr<core::Database> OpenJetDatabase(storage::FileSystem& files, const std::filesystem::path& path,
-                                                core::Access access) {
+                                                core::Access access, const RecoveryObserver& recovered) {
   auto session = std::make_shared<JetSession>();
-  session->file = JetFile::Open(files, path, access);
+  session->file = JetFile::Open(files, path, access, recovered);
   session->read_only = access == core::Access::ReadOnly;
   return std::make_shared<JetDatabase>(std::move(session));
 }

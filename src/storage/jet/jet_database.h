@@ -10,13 +10,15 @@
 
 #include "core/engine.h"
 #include "storage/base/file.h"
+#include "storage/jet/journal.h"
 
 namespace corvix::jet {
 
-/// `files` must outlive the database and its record sets. With ReadOnly nothing is written, whatever happens.
-/// Errors: 53 missing file, 76 missing directory, 3051 in use by another program or not writable, 3343 no
-/// Jet 4 file, 3031 password, 3049 damage.
+/// `recovered` is told when somebody had left the database in the middle of a change. `files` must outlive
+/// the database and its record sets. With ReadOnly nothing is written, whatever happens. Errors: 53 missing
+/// file, 76 missing directory, 3051 in use by another program or not writable, 3343 no Jet 4 file, 3031
+/// password, 3049 damage.
 std::shared_ptr<core::Database> OpenJetDatabase(storage::FileSystem& files, const std::filesystem::path& path,
-                                                core::Access access);
+                                                core::Access access, const RecoveryObserver& recovered = {});
 
 }  // namespace corvix::jet

@@ -5,48 +5,12 @@
 
 #include "common/error.h"
 #include "storage/jet/header_page.h"
-#include "storage/jet/journal.h"
 
 namespace corvix::jet {
 namespace {
 
 using common::Error;
 namespace fs = std::filesystem;
-
-[[noreturn]] void ThrowDenied(const std::string& why, const fs::path& path) {
-  throw Error(common::kFileInUse, why, path.string());
-}
-
-/// The file opened and locked.
-std::unique_ptr<storage::File> OpenLocked(storage::FileSystem& files, const fs::path& path,
-                                          core::Access access) {
-  const bool writing = access == core::Access::ReadWrite;
-  if (writing && files.Exists(path)) {
-    if (!files.IsWritable(path)) {
-      ThrowDenied("The database is read-only; allow writing to the file and try again", path);
-    }
-    const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    if (files.Exists(directory) && !files.IsWritable(directory)) {
-      ThrowDenied(
-          "The directory of the database is read-only, so that its journal cannot be written; allow "
-          "writing to the directory and try again",
-          path);
-    }
-  }
-  std::unique_ptr<storage::File> file;
-  try {
-    file = files.Open(path, writing ? storage::OpenMode::ReadWrite : storage::OpenMode::Read);
-  } catch (const Error& error) {
-    if (error.number() != common::kPermissionDenied) throw;
-    ThrowDenied("Access to the database is denied; check the permissions of the file", path);
-  }
-  if (!file->TryLock(writing ? storage::LockKind::Exclusive : storage::LockKind::Shared, 0, 0)) {
-    ThrowDenied(writing ? "The database is in use by another program; close it there and try again"
-                        : "The database is being written by another program; close it there and try again",
-                path);
-  }
-  return file;
-}
 
 HeaderPage CheckHeader(storage::File& file, const fs::path& path) {
   std::vector<std::byte> page(kPageSize);
@@ -78,8 +42,8 @@ struct JetFile::Registry {
   }
 };
 
-std::shared_ptr<JetFile> JetFile::Open(storage::FileSystem& files, const fs::path& path,
-                                       core::Access access) {
+std::shared_ptr<JetFile> JetFile::Open(storage::FileSystem& files, const fs::path& path, core::Access access,
+                                       const RecoveryObserver& recovered) {
   auto& open_files = Registry::Instance().files;
   std::erase_if(open_files, [](const auto& entry) { return entry.second.expired(); });
   if (const auto identity = files.Identity(path)) {
@@ -87,22 +51,27 @@ std::shared_ptr<JetFile> JetFile::Open(storage::FileSystem& files, const fs::pat
     if (found != open_files.end()) {
       auto file = found->second.lock();
       if (access == core::Access::ReadOnly || !file->pager().read_only()) return file;
-      ThrowDenied("The database is open for reading in this program; close it there and try again", path);
+      throw Error(common::kFileInUse,
+                  "The database is open for reading in this program; close it there and try again",
+                  path.string());
     }
   }
   const bool read_only = access == core::Access::ReadOnly;
-  JournaledFile opened = OpenJournaled(files, path, OpenLocked(files, path, access), read_only);
+  auto locked = OpenLocked(files, path, access);
+  auto lock_file = read_only ? nullptr : std::make_unique<LockFile>(files, path);
+  JournaledFile opened = OpenJournaled(files, path, std::move(locked), read_only);
   const HeaderPage header = CheckHeader(*opened.file, path);
   auto pager = std::make_unique<Pager>(std::move(opened.file), path, Pager::Options{.read_only = read_only},
                                        std::move(opened.journal));
   pager->SetDatabaseKey(header.database_key);
-  std::shared_ptr<JetFile> result(new JetFile(std::move(pager)));
+  std::shared_ptr<JetFile> result(new JetFile(std::move(pager), std::move(lock_file)));
   open_files[{&files, files.Identity(path).value_or(path.string())}] = result;
+  if (opened.recovery && recovered) recovered(*opened.recovery);
   return result;
 }
 
-JetFile::JetFile(std::unique_ptr<Pager> pager)
-    : pager_(std::move(pager)), allocator_(*pager_), catalog_(*pager_) {}
+JetFile::JetFile(std::unique_ptr<Pager> pager, std::unique_ptr<LockFile> lock_file)
+    : pager_(std::move(pager)), lock_file_(std::move(lock_file)), allocator_(*pager_), catalog_(*pager_) {}
 
 JetFile::~JetFile() {
   try {

@@ -1,8 +1,7 @@
 // One open Jet file, shared by all databases and record sets of the process that reach it, by whatever name:
 // the pager, the catalogue, and the tables in use.
 //
-// Use by several programs at once: a writer holds an exclusive lock over the whole file, readers a shared
-// one, for as long as they have the file open. Opening never waits.
+// Use by several programs at once: lock_file.h. Opening never waits.
 //
 // Durability: what is stored is durable after Checkpoint. While rows are stored one falls due every second; a
 // record set makes it before it begins to store the next row, so that a failing device leaves the row in its
@@ -20,6 +19,8 @@
 #include "core/engine.h"
 #include "storage/base/file.h"
 #include "storage/jet/catalog.h"
+#include "storage/jet/journal.h"
+#include "storage/jet/lock_file.h"
 #include "storage/jet/open_table.h"
 #include "storage/jet/pager.h"
 #include "storage/jet/usage_map.h"
@@ -31,7 +32,7 @@ class JetFile {
   /// The open file of that identity, or the file opened anew. `files` must outlive the file. Errors: see
   /// OpenJetDatabase.
   static std::shared_ptr<JetFile> Open(storage::FileSystem& files, const std::filesystem::path& path,
-                                       core::Access access);
+                                       core::Access access, const RecoveryObserver& recovered = {});
   ~JetFile();
   JetFile(const JetFile&) = delete;
   JetFile& operator=(const JetFile&) = delete;
@@ -52,9 +53,10 @@ class JetFile {
   static constexpr std::chrono::seconds kCheckpointInterval{1};
 
   struct Registry;
-  JetFile(std::unique_ptr<Pager> pager);
+  JetFile(std::unique_ptr<Pager> pager, std::unique_ptr<LockFile> lock_file);
 
   std::unique_ptr<Pager> pager_;
+  std::unique_ptr<LockFile> lock_file_;  // null for reading; left before the lock over the database is
   PageAllocator allocator_;
   Catalog catalog_;
   std::map<PageNumber, std::unique_ptr<OpenTable>> tables_;

@@ -21,9 +21,12 @@
 // The caller holds the lock of the database file; the journal has none of its own.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -38,10 +41,25 @@ namespace corvix::jet {
 /// Where the journal of a database stands. Symbolic links are followed: all names of a database share one.
 std::filesystem::path JournalPath(storage::FileSystem& files, const std::filesystem::path& database);
 
+/// What became of a change that somebody had left in the middle, when the database was opened.
+struct Recovery {
+  std::string database;   ///< file name
+  std::size_t pages = 0;  ///< that had been changed
+  std::optional<std::chrono::system_clock::time_point> left_at;
+  bool restored = false;  ///< in the file; otherwise only what is read from it
+};
+
+/// A line for the user.
+std::string RecoveryText(const Recovery& recovery);
+
+/// Told once when an opening has found such a change. May be empty.
+using RecoveryObserver = std::function<void(const Recovery&)>;
+
 /// A database file ready for the pager.
 struct JournaledFile {
   std::unique_ptr<storage::File> file;
   std::unique_ptr<PageJournal> journal;  ///< null for reading
+  std::optional<Recovery> recovery;
 };
 
 /// Takes over the file of the database, open and locked. For writing, a journal that a crash left is rolled

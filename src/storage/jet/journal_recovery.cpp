@@ -1,5 +1,6 @@
 // What happens to a journal that a crash left: it is read, tested against the database, and rolled back or
 // shown through.
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <optional>
 #include <stdexcept>
@@ -140,6 +141,17 @@ void RemoveJournal(storage::FileSystem& files, const fs::path& path) {
 
 }  // namespace
 
+std::string RecoveryText(const Recovery& recovery) {
+  std::string when;
+  if (recovery.left_at) {
+    const auto time = std::chrono::system_clock::to_time_t(*recovery.left_at);
+    when = fmt::format(" at {:%Y-%m-%d %H:%M:%S}", fmt::localtime(time));
+  }
+  return fmt::format("{} was left in the middle of a change{}; {} its last checkpoint ({} page{}).",
+                     recovery.database, when, recovery.restored ? "it has been restored to" : "this shows",
+                     recovery.pages, recovery.pages == 1 ? "" : "s");
+}
+
 fs::path JournalPath(storage::FileSystem& files, const fs::path& database) {
   fs::path path = files.Resolve(database);
   path += "-journal";
@@ -150,7 +162,12 @@ JournaledFile OpenJournaled(storage::FileSystem& files, const fs::path& database
                             bool read_only) {
   const fs::path path = JournalPath(files, database);
   const std::string name = DatabaseName(files, database);
+  std::optional<Recovery> recovery;
   if (auto journal = ReadJournal(files, path)) {
+    recovery = Recovery{.database = name,
+                        .pages = journal->images.size(),
+                        .left_at = files.ChangedAt(path),
+                        .restored = !read_only};
     auto recovered = std::make_unique<RecoveredFile>(std::move(file), *std::move(journal));
     if (!recovered->IsTheCheckpointOf(name)) {
       throw common::Error(
@@ -161,13 +178,13 @@ JournaledFile OpenJournaled(storage::FileSystem& files, const fs::path& database
               path.filename().string()),
           database.string());
     }
-    if (read_only) return {std::move(recovered), nullptr};
+    if (read_only) return {std::move(recovered), nullptr, recovery};
     file = recovered->RollBack();
   }
-  if (read_only) return {std::move(file), nullptr};
+  if (read_only) return {std::move(file), nullptr, recovery};
   RemoveJournal(files, path);
   auto journal = std::make_unique<Journal>(files, path, name, *file);
-  return {std::move(file), std::move(journal)};
+  return {std::move(file), std::move(journal), recovery};
 }
 
 }  // namespace corvix::jet

@@ -111,6 +111,9 @@ class OverlayFile : public File {
   void Unlock(std::uint64_t offset, std::uint64_t length) override {
     if (content_->below) content_->below->Unlock(offset, length);
   }
+  bool IsLockedByAnother(std::uint64_t offset, std::uint64_t length) override {
+    return content_->below && content_->below->IsLockedByAnother(offset, length);
+  }
 
  private:
   std::shared_ptr<OverlayFileSystem::Content> content_;
@@ -184,7 +187,13 @@ std::optional<std::string> OverlayFileSystem::Identity(const fs::path& path) {
   return fmt::format("overlay {}:{}", static_cast<const void*>(this), below);
 }
 
+fs::path OverlayFileSystem::Resolve(const fs::path& path) { return below_.Resolve(path); }
+
 std::uint64_t OverlayFileSystem::FreeSpace(const fs::path& directory) { return below_.FreeSpace(directory); }
+
+std::optional<std::chrono::system_clock::time_point> OverlayFileSystem::ChangedAt(const fs::path& path) {
+  return below_.ChangedAt(path);
+}
 
 std::uint64_t OverlayFileSystem::ChangedBytes() const {
   std::uint64_t bytes = 0;

@@ -32,7 +32,9 @@ class OverlayFileSystem : public FileSystem {
   void SyncDirectory(const std::filesystem::path& directory) override;
   std::vector<std::string> List(const std::filesystem::path& directory) override;
   std::optional<std::string> Identity(const std::filesystem::path& path) override;
+  std::filesystem::path Resolve(const std::filesystem::path& path) override;
   std::uint64_t FreeSpace(const std::filesystem::path& directory) override;
+  std::optional<std::chrono::system_clock::time_point> ChangedAt(const std::filesystem::path& path) override;
 
   /// Bytes of changed blocks that are held in memory.
   std::uint64_t ChangedBytes() const;

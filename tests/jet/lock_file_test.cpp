@@ -1,0 +1,163 @@
+// Who may open a database that others use, what is said to whom, and what the lock file holds meanwhile.
+#include "storage/jet/lock_file.h"
+
+#include <gmock/gmock.h>
+
+#include "common/error.h"
+#include "storage/base/bytes.h"
+#include "storage/base/computer_name.h"
+#include "storage/base/memory_file.h"
+#include "storage/base/posix_file.h"
+#include "support/temporary_directory.h"
+
+namespace corvix::jet {
+namespace {
+
+using core::Access;
+using storage::OpenMode;
+using testing::HasSubstr;
+
+constexpr std::uint64_t kUserLocks = 0x10000001;
+
+std::string Entry(std::string computer, std::string user) {
+  computer.resize(32), user.resize(32);
+  return computer + user;
+}
+
+/// The text of the error that opening raises; empty when it succeeds.
+std::string Refusal(storage::FileSystem& files, const std::filesystem::path& path, Access access) {
+  try {
+    const auto file = OpenLocked(files, path, access);
+    if (access == Access::ReadWrite) const LockFile user(files, path);
+  } catch (const common::Error& error) {
+    EXPECT_EQ(error.number(), common::kFileInUse) << error.what();
+    return error.what();
+  }
+  return {};
+}
+
+class LockFileTest : public testing::Test {
+ protected:
+  LockFileTest() { Put(database, "pages"); }
+  void Put(const std::filesystem::path& path, std::string_view text) {
+    files.Open(path, OpenMode::Create)->WriteAt(0, storage::AsBytes(text));
+  }
+  std::string Get(const std::filesystem::path& path) {
+    const auto file = files.Open(path, OpenMode::Read);
+    std::vector<std::byte> bytes(file->Size());
+    file->ReadAt(0, bytes);
+    return std::string(storage::AsText(bytes));
+  }
+  test::TemporaryDirectory directory;
+  std::filesystem::path database = directory.path() / "FOLVANE.MDB",
+                        lock_file = directory.path() / "FOLVANE.ldb";
+  storage::PosixFileSystem files;
+};
+
+TEST_F(LockFileTest, WhatOthersLeftOrHoldDecides) {
+  struct Case {
+    const char* name;
+    const char* file;  ///< name of the lock file
+    std::string content;
+    std::optional<std::uint64_t> alive;  ///< number of the user who holds a lock
+    const char* writer_is_told;          ///< empty: may write
+    const char* reader_is_told;
+  };
+  const std::string others = Entry("PC6", "Admin") + Entry("PC7             ", "ANNA");
+  const Case cases[] = {
+      {"left over", "FOLVANE.ldb", others, {}, "", ""},
+      {"left over, letters in another case", "folvane.LDB", others, {}, "", ""},
+      {"a user", "Folvane.Ldb", others, 1, "user ANNA on computer PC7;", "user ANNA on computer PC7;"},
+      {"a user without entry", "FOLVANE.ldb", others, 254, "another program", "another program"},
+      {"a name that is none", "FOLVANE.ldb", Entry("\x1B[2J\xC3", ""), 0, "user unknown on computer ?[2J?",
+       "?[2J?"},
+      {"no lock file", "FOLVANE.ldb", "something else", {}, "is none; give it another name", ""},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.name);
+    const auto path = directory.path() / test.file;
+    Put(path, test.content);
+    auto other = files.Open(path, OpenMode::ReadWrite);
+    if (test.alive) other->TryLock(storage::LockKind::Exclusive, kUserLocks + *test.alive, 1);
+    EXPECT_THAT(Refusal(files, database, Access::ReadOnly), HasSubstr(test.reader_is_told));
+    EXPECT_EQ(Refusal(files, database, Access::ReadOnly).empty(), *test.reader_is_told == 0);
+    EXPECT_EQ(Get(path), test.content) << "readers write nothing";
+    const std::string refusal = Refusal(files, database, Access::ReadWrite);
+    EXPECT_THAT(refusal, HasSubstr(test.writer_is_told));
+    EXPECT_EQ(refusal.empty(), *test.writer_is_told == 0);
+    EXPECT_EQ(files.Exists(path), !refusal.empty()) << "the last user removes the file";
+    EXPECT_EQ(refusal.empty() ? test.content : Get(path), test.content);
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(LockFileTest, AWriterIsSeenByTheOthers) {
+  Put(lock_file, Entry("PC6", "Admin") + Entry("PC7", "Admin"));
+  const auto file = OpenLocked(files, database, Access::ReadWrite);
+  auto user = std::make_unique<LockFile>(files, database);
+  const std::string name = storage::ComputerName().substr(0, 31);
+  EXPECT_EQ(Get(lock_file), Entry(name, "Admin") + Entry("PC7", "Admin"));
+  for (const Access access : {Access::ReadOnly, Access::ReadWrite}) {
+    EXPECT_THAT(Refusal(files, database, access), HasSubstr("user Admin on computer " + name));
+  }
+  const auto other = files.Open(lock_file, OpenMode::ReadWrite);  // comes in all the same
+  EXPECT_FALSE(other->TryLock(storage::LockKind::Exclusive, kUserLocks, 1));
+  EXPECT_TRUE(other->TryLock(storage::LockKind::Exclusive, kUserLocks + 1, 1));
+  user.reset();
+  EXPECT_TRUE(files.Exists(lock_file)) << "it is the other's now";
+}
+
+/// A file system that has no locks, or refuses to open or remove lock files.
+class PoorFileSystem : public storage::MemoryFileSystem {
+ public:
+  bool has_locks = true, opens = true, removes = true;
+  std::unique_ptr<storage::File> Open(const std::filesystem::path& path, OpenMode mode) override {
+    if (path.extension() == ".ldb" && mode != OpenMode::Read && !opens)
+      throw common::Error(common::kPermissionDenied);
+    return std::make_unique<PoorFile>(MemoryFileSystem::Open(path, mode), has_locks);
+  }
+  void Remove(const std::filesystem::path& path) override {
+    if (!removes) throw common::Error(common::kPermissionDenied);
+    MemoryFileSystem::Remove(path);
+    opens = true;
+  }
+
+ private:
+  struct PoorFile : storage::File {
+    PoorFile(std::unique_ptr<storage::File> real, bool locks) : file(std::move(real)), has_locks(locks) {}
+    std::uint64_t Size() const override { return file->Size(); }
+    std::size_t ReadAt(std::uint64_t offset, storage::ByteSpan out) override {
+      return file->ReadAt(offset, out);
+    }
+    void WriteAt(std::uint64_t offset, storage::ByteView bytes) override { file->WriteAt(offset, bytes); }
+    void Truncate(std::uint64_t size) override { file->Truncate(size); }
+    void Sync() override { file->Sync(); }
+    bool TryLock(storage::LockKind kind, std::uint64_t offset, std::uint64_t length) override {
+      if (!has_locks) throw common::Error(common::kUnsupported);
+      return file->TryLock(kind, offset, length);
+    }
+    void Unlock(std::uint64_t offset, std::uint64_t length) override { file->Unlock(offset, length); }
+    std::unique_ptr<storage::File> file;
+    bool has_locks;
+  };
+};
+
+TEST(LockFile, GoesOnWhereThatIsSafe) {
+  PoorFileSystem files;
+  files.Open("A.MDB", OpenMode::Create);
+  files.has_locks = false;
+  EXPECT_EQ(Refusal(files, "A.MDB", Access::ReadOnly), "");
+  EXPECT_THAT(Refusal(files, "A.MDB", Access::ReadWrite), HasSubstr("has no locks"));
+  files.has_locks = true;
+
+  files.Open("A.ldb", OpenMode::Create);  // left over, and this user may not write it
+  files.opens = files.removes = false;
+  EXPECT_THAT(Refusal(files, "A.MDB", Access::ReadWrite), HasSubstr("remove it (A.ldb)"));
+  EXPECT_EQ(Refusal(files, "A.MDB", Access::ReadOnly), "");
+  files.removes = true;
+  EXPECT_EQ(Refusal(files, "A.MDB", Access::ReadWrite), "") << "removed and made anew";
+  EXPECT_FALSE(files.Exists("A.ldb"));
+}
+
+}  // namespace
+}  // namespace corvix::jet
