@@ -1,16 +1,15 @@
 // Converts matched pairs of source directories and target databases and compares rows, counts and messages
 // with what an independent model of the rules expects. Needs the shared sample files.
-#include <algorithm>
+#include "support/pairs.h"
+
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <sstream>
 #include <string>
 
@@ -21,7 +20,6 @@
 #include "storage/base/posix_file.h"
 #include "storage/engine/file_engine.h"
 #include "support/scripted_host.h"
-#include "support/shared_files.h"
 #include "support/temporary_directory.h"
 
 namespace corvix {
@@ -29,42 +27,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-
-struct PairRun {
-  std::string pair;
-  std::string run;
-};
-
-std::ostream& operator<<(std::ostream& out, const PairRun& run) { return out << run.pair << '/' << run.run; }
-
-/// The runs of a pair.
-json ReadRuns(const fs::path& pair) {
-  std::ifstream in(pair / "runs.json");
-  return json::parse(in)["runs"];
-}
-
-std::vector<PairRun> AllRuns() {
-  std::vector<PairRun> runs;
-  const auto root = test::SharedFile("fixtures/pairs");
-  if (!root) return runs;
-  std::vector<fs::path> pairs;
-  for (const auto& entry : fs::directory_iterator(*root)) {
-    if (entry.is_directory()) pairs.push_back(entry.path());
-  }
-  std::sort(pairs.begin(), pairs.end());
-  for (const fs::path& pair : pairs) {
-    const json listed = ReadRuns(pair);
-    for (const json& run : listed) {
-      runs.push_back({pair.filename().string(), run["name"]});
-    }
-  }
-  return runs;
-}
-
-std::int16_t DupModeOf(const std::string& name) {
-  if (name == "source") return run::kUseSource;
-  return name == "target" ? run::kKeepTarget : run::kAskEachTime;
-}
 
 /// What a showing of the prompt ends with: clicks that leave it open do not count.
 std::int16_t ResultOf(const json& answer) {
@@ -130,15 +92,16 @@ bool Agrees(const json& ours, const json& theirs) {
   return text == theirs || (text.size() == 19 && text[10] == 'T' && text < "1900-01-01");
 }
 
-class PairsTest : public testing::TestWithParam<PairRun> {
+class PairsTest : public testing::TestWithParam<test::PairRun> {
  protected:
   void RunStep(const json& step) {
+    const fs::path folder = GetParam().folder();
     test::ScriptedHost host;
     run::Session session;
     session.access.engine = &engine_;
-    session.values.DupMode = DupModeOf(step["duplicates"]);
+    session.values.DupMode = test::DupModeOf(step["duplicates"]);
     session.values.ConvertPhotosFlag = step["photos"].get<bool>() ? 1 : 0;
-    host.boxes = {.txtCompPath = common::DisplayPath(folder_ / step.value("source", "source")),
+    host.boxes = {.txtCompPath = common::DisplayPath(folder / step.value("source", "source")),
                   .txtcompfilename = "COMPS.DBF",
                   .txtCompsPath = common::DisplayPath(directory_.path()),
                   .txtcompsfilename = "FOLVANE.MDB"};
@@ -179,30 +142,14 @@ class PairsTest : public testing::TestWithParam<PairRun> {
   storage::PosixFileSystem files_;
   storage::FileEngine engine_{files_};
   test::TemporaryDirectory directory_;
-  fs::path folder_;
 };
 
 TEST_P(PairsTest, RowsAndMessagesAreAsExpected) {
-  folder_ = test::SharedFile("fixtures/pairs").value() / GetParam().pair;
-  const fs::path target = directory_.path() / "FOLVANE.MDB";
-  fs::copy_file(folder_ / "target" / "FOLVANE.MDB", target);
-  fs::permissions(target, fs::perms::owner_write, fs::perm_options::add);
-  const json runs = ReadRuns(folder_);
-  for (const json& run : runs) {
-    if (run["name"] != GetParam().run) continue;
-    for (const json& step : run["steps"]) RunStep(step);
-  }
+  const fs::path target = test::CopyTarget(GetParam(), directory_.path());
+  for (const json& step : test::StepsOf(GetParam())) RunStep(step);
 
-  std::vector<json> wanted;
-  std::ifstream in(folder_ / ("expected-" + GetParam().run + ".jsonl"));
-  for (std::string line; std::getline(in, line);) wanted.push_back(json::parse(line));
   const auto database = engine_.OpenDatabase(common::DisplayPath(target));
-  std::vector<json> got = TargetRows(*database);
-  ASSERT_EQ(got.size(), wanted.size());
-  // New rows have the greatest autonumbers, in the order in which they were added.
-  const auto by_id = [](const json& a, const json& b) { return a["RECID"] < b["RECID"]; };
-  std::ranges::sort(got, by_id);
-  std::ranges::sort(wanted, by_id);
+  const std::vector<json> got = TargetRows(*database);
   const auto others = RowsOfOtherReader(target);
   if (!others.empty()) {
     EXPECT_EQ(others.size(), got.size());
@@ -215,24 +162,10 @@ TEST_P(PairsTest, RowsAndMessagesAreAsExpected) {
       }
     }
   }
-  std::set<json> ids;
-  for (std::size_t i = 0; i < got.size(); ++i) {
-    EXPECT_TRUE(ids.insert(got[i]["RECID"]).second) << "autonumber given twice, row " << i;
-    got[i].erase("RECID");
-    wanted[i].erase("RECID");
-    EXPECT_EQ(got[i], wanted[i]) << "row " << i << ": " << json::diff(wanted[i], got[i]);
-  }
+  test::ExpectRows(got, GetParam());
 }
 
-std::string NameOf(const testing::TestParamInfo<PairRun>& test) {
-  std::string name = test.param.pair + "_" + test.param.run;
-  for (char& c : name) {
-    if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-  }
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Shared, PairsTest, testing::ValuesIn(AllRuns()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Shared, PairsTest, testing::ValuesIn(test::AllPairRuns()), test::kPairRunName);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PairsTest);
 
 }  // namespace
