@@ -11,6 +11,8 @@
 namespace corvix::ui {
 namespace {
 
+constexpr int kBoxMargin = 3;  // between the edge of a box and its text; labels beside boxes keep the same
+
 /// A colour for differences that stands out from, and is readable on, light and dark windows alike.
 QColor DifferenceColour(const QPalette& palette) {
   const bool dark = palette.color(QPalette::Window).lightness() < 128;
@@ -49,6 +51,7 @@ void AskDialog::Show(const run::PromptContents& contents) {
   for (const run::PromptRow& row : run::PromptRows()) {
     for (const run::PromptCell& cell : row.source) {
       auto& label = Control<QLabel>(*this, cell.control);
+      label.setIndent(kBoxMargin);
       ShowText(label, ToQt(contents.Text(cell)));
       label.setAccessibleDescription(ToQt("Source " + std::string(row.caption)));
     }
