@@ -42,6 +42,12 @@ common::Rules TargetRules(const std::string& file_name) {
   });
 }
 
+/// Error 91 where the database could not be opened and the user ignored that.
+std::unique_ptr<RecordSet> OpenTargetTable(const DataAccess& access, const std::string& table_name) {
+  if (!access.TargetDb) throw Error(common::kObjectNotSet, "The target database is not open", table_name);
+  return access.TargetDb->OpenTable(table_name);
+}
+
 }  // namespace
 
 void Connect2DBF(DataAccess& access, TableSource& source, std::string directory,
@@ -84,7 +90,7 @@ void Connect2Sourcemdb(DataAccess& access, TableSource& source, const std::strin
       [&](const Trap& trap) {
         trap([&] { access.TargetDb = access.engine->OpenDatabase(file_name); });
         if (common::Trim(table_name).empty()) return;
-        trap([&] { source.Recordset = access.TargetDb->OpenTable(table_name); });
+        trap([&] { source.Recordset = OpenTargetTable(access, table_name); });
         source.RecordsetType = recordset_type != 0 ? 1 : 0;
       },
       TargetRules(file_name));
@@ -96,7 +102,7 @@ void Connect2mdb(DataAccess& access, TableSource& source, const std::string& fil
       "Connect2mdb",
       [&](const Trap& trap) {
         trap([&] { access.TargetDb = access.engine->OpenDatabase(file_name); });
-        trap([&] { source.Recordset = access.TargetDb->OpenTable(table_name); });
+        trap([&] { source.Recordset = OpenTargetTable(access, table_name); });
         source.RecordsetType = recordset_type;
       },
       TargetRules(file_name));
