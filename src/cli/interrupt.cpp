@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <poll.h>
 
 namespace corvix::cli {
 namespace {
@@ -27,17 +28,37 @@ void Mark(int signal) {
 
 InterruptGuard::InterruptGuard() {
   struct sigaction action {};
-  action.sa_handler = Mark;  // no SA_RESTART: a read that waits for an answer must return
-  for (std::size_t i = 0; i < kSignals.size(); ++i) ::sigaction(kSignals[i], &action, &previous_actions[i]);
+  action.sa_handler = Mark;
+  interrupts_pending = 0;
+  stop_pending = false;
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    ::sigaction(kSignals[i], nullptr, &previous_actions[i]);
+    if (previous_actions[i].sa_handler != SIG_IGN) ::sigaction(kSignals[i], &action, nullptr);
+  }
 }
 
 InterruptGuard::~InterruptGuard() {
   for (std::size_t i = 0; i < kSignals.size(); ++i) ::sigaction(kSignals[i], &previous_actions[i], nullptr);
 }
 
+bool InterruptGuard::StopRequested() { return stop_pending.load(); }
+
+bool InterruptGuard::WaitForInput(int descriptor) {
+  sigset_t watched, before;
+  ::sigemptyset(&watched);
+  for (const int signal : kSignals) ::sigaddset(&watched, signal);
+  // Blocked until the wait itself lets them through, so that none falls between the look and the wait.
+  ::pthread_sigmask(SIG_BLOCK, &watched, &before);
+  pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
+  const bool readable = !StopRequested() && ::ppoll(&input, 1, nullptr, &before) > 0;
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return readable;
+}
+
 Interrupt InterruptGuard::Take() {
   const int interrupts = interrupts_pending.exchange(0);
-  if (stop_pending.exchange(false) || interrupts > 1) return Interrupt::Stop;
+  if (interrupts > 1) stop_pending.store(true);
+  if (StopRequested()) return Interrupt::Stop;
   return interrupts == 1 ? Interrupt::Ask : Interrupt::None;
 }
 

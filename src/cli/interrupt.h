@@ -6,7 +6,8 @@ namespace corvix::cli {
 
 enum class Interrupt { None, Ask, Stop };  // from the weakest to the strongest
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP are marked instead of ending the program. One at a time.
+/// While it lives, SIGINT, SIGTERM and SIGHUP are marked instead of ending the program. One at a time. A
+/// signal that the program was started to ignore (nohup, say) stays ignored.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -14,9 +15,12 @@ class InterruptGuard {
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
-  /// The strongest request since the last call; clears it. A second Ctrl-C is told from the first by asking
-  /// again.
+  /// The strongest request since the last call. Two Ctrl-C at once count as a stop.
   static Interrupt Take();
+  /// True from the first request to stop on: nobody may be waited for any more.
+  static bool StopRequested();
+  /// Waits until the descriptor can be read; false when a request came meanwhile, or to stop before.
+  static bool WaitForInput(int descriptor);
 };
 
 }  // namespace corvix::cli

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "cli/interrupt.h"
 #include "cli/json_object.h"
 #include "cli/output.h"
 #include "cli/shown_text.h"
@@ -125,16 +126,18 @@ ExitCode ConvertJobs(const JobsOptions& options) {
     } else {
       table += TableLine(job, result);
     }
+    if (InterruptGuard::StopRequested()) break;
   }
   if (!options.json) {
     Print(table + failures);
     Print(fmt::format(
         "{} of {} offices done, {} failed{}\n", done - failed - (stopped ? 1 : 0), jobs.size(), failed,
-        stopped ? fmt::format(", stopped at line {}, {} not begun", jobs[done - 1].line, jobs.size() - done)
-                : ""));
+        stopped || done < jobs.size()
+            ? fmt::format(", stopped at line {}, {} not begun", jobs[done - 1].line, jobs.size() - done)
+            : ""));
   }
   if (failed > 0) return ExitCode::Failed;
-  return stopped ? ExitCode::Stopped : ExitCode::Done;
+  return stopped || done < jobs.size() ? ExitCode::Stopped : ExitCode::Done;
 }
 
 }  // namespace corvix::cli

@@ -4,6 +4,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "cli/interrupt.h"
+
 namespace corvix::cli {
 
 std::optional<std::string> LineReader::Next() {
@@ -14,6 +16,7 @@ std::optional<std::string> LineReader::Next() {
       if (line.ends_with('\r')) line.pop_back();
       return line;
     }
+    if (!InterruptGuard::WaitForInput(descriptor_)) return std::nullopt;
     std::array<char, 512> buffer;
     const auto count = ::read(descriptor_, buffer.data(), buffer.size());
     if (count <= 0) {

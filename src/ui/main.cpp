@@ -9,6 +9,7 @@
 #include "ui/file_dialog.h"
 #include "ui/main_window.h"
 #include "ui/message_boxes.h"
+#include "ui/orderly_end.h"
 #include "ui/version.h"
 
 namespace {
@@ -61,6 +62,7 @@ int main(int argc, char** argv) {
                        exit_code = code;
                        QCoreApplication::exit(code);
                      }});
+  const corvix::ui::OrderlyEnd orderly_end([&window] { window.EndInOrder(); });
   if (!window.Load(directories)) return exit_code;
   window.show();
   return QApplication::exec();

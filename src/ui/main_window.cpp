@@ -1,13 +1,16 @@
 #include "ui/main_window.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QDialog>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTimer>
 #include <utility>
 
 #include "common/error.h"
@@ -136,7 +139,11 @@ void MainWindow::cmdnewconvert_Click() {
     host_->Begin();
     run::cmdnewconvert_Click(session_, *host_);
   });
-  if (host_->close_requested()) close();
+  if (!host_->asks()) {
+    Form_Unload(Ended::Stopped);
+  } else if (host_->close_requested()) {
+    close();
+  }
 }
 
 std::optional<std::filesystem::path> MainWindow::Choose(const char* title, const char* filter,
@@ -180,6 +187,7 @@ void MainWindow::HelpMenuItem_Click() {
 }
 
 void MainWindow::Escape() {
+  if (!host_->asks()) return;
   if (running_) {
     host_->RequestHalt();
   } else {
@@ -190,21 +198,35 @@ void MainWindow::Escape() {
 void MainWindow::closeEvent(QCloseEvent* event) {
   if (ended_ != Ended::No) return;
   event->ignore();
+  if (!host_->asks()) return;  // on the way to its end already
   if (running_) {
     host_->RequestClose();
     return;
   }
   if (!services_.dialogs.AskQuit(FromQt(windowTitle()), "Quit?  Are you Sure?")) return;
-  Form_Unload();
+  Form_Unload(Ended::Saved);
   event->accept();
 }
 
-void MainWindow::Form_Unload() {
-  Act([this] { run::CloseTarget(session_, *host_); });
+void MainWindow::EndInOrder() {
+  if (ended_ != Ended::No || !host_->asks()) return;
+  host_->StopAsking();
+  QWidget* last = nullptr;
+  for (QWidget* modal; (modal = QApplication::activeModalWidget()) != nullptr && modal != last;
+       last = modal) {
+    if (auto* dialog = qobject_cast<QDialog*>(modal)) dialog->done(QDialog::Rejected);
+  }
+  // A run leads to the end by itself. Otherwise: behind the dialogs, whose loops must return first.
+  if (!running_) QTimer::singleShot(0, this, [this] { Form_Unload(Ended::Saved); });
+}
+
+void MainWindow::Form_Unload(Ended how) {
+  if (ended_ != Ended::No) return;
+  const bool safe = Act([this] { run::CloseTarget(session_, *host_); });
   session_.access.TargetDb.reset();
   session_.sources = {};  // after a prompt they hold the file open by an earlier connection
   Act([this] { WriteTags(); });
-  End(Ended::Saved);
+  End(safe || host_->asks() ? how : Ended::AtOnce);
 }
 
 bool MainWindow::Act(const std::function<void()>& action) {
@@ -230,13 +252,14 @@ void MainWindow::ShowFailure(const common::Error& error) {
   } catch (const common::Error&) {
     // What cannot be written now has not been promised to be safe either; the first error is the news.
   }
-  services_.dialogs.Failure(run::FailureText(failure));
+  if (host_->asks()) services_.dialogs.Failure(run::FailureText(failure));
 }
 
 void MainWindow::End(Ended how) {
   if (std::exchange(ended_, how) != Ended::No) return;
   hide();
-  services_.end_program(how == Ended::Saved ? 0 : 1);
+  constexpr int kDone = 0, kFailed = 1, kStopped = 3;
+  services_.end_program(how == Ended::Saved ? kDone : how == Ended::Stopped ? kStopped : kFailed);
 }
 
 }  // namespace corvix::ui

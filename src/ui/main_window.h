@@ -3,7 +3,8 @@
 // window.
 //
 // Life: constructed; Load() runs the start-up sequence and says whether the program goes on; shown; ended by
-// a confirmed close request, which saves the settings, or by an error that ends the program, which does not.
+// a confirmed close request or a request from outside, which save the settings, or by an error that ends the
+// program, which does not.
 // On either end the callback given is called once with the exit code.
 //
 // No exception ever passes through the event loop: each handler runs inside Act.
@@ -46,6 +47,10 @@ class MainWindow : public QMainWindow {
   /// Form_Load. False: the program ends, after a message.
   bool Load(const Directories& directories = {});
 
+  /// Ends the program without asking: open dialogs are closed, a run stops after its record, what was stored
+  /// is made safe, the settings are saved.
+  void EndInOrder();
+
   const run::RunValues& values() const { return session_.values; }
   bool running() const { return running_; }
 
@@ -53,7 +58,7 @@ class MainWindow : public QMainWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  enum class Ended { No, Saved, AtOnce };
+  enum class Ended { No, Saved, Stopped, AtOnce };
   class RunningState;
 
   void Connect();
@@ -67,7 +72,7 @@ class MainWindow : public QMainWindow {
   void cmdTarget_Click();
   void HelpMenuItem_Click();
   void Escape();
-  void Form_Unload();
+  void Form_Unload(Ended how);
 
   std::optional<std::filesystem::path> Choose(const char* title, const char* filter, std::string_view box);
   void SetBox(std::string_view name, std::string_view text);

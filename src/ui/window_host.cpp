@@ -55,17 +55,17 @@ void WindowHost::MakeSafe() {
 
 void WindowHost::Notice(std::string_view text) {
   ShowProgress();
-  dialogs_.Notice(text);
+  if (asks_) dialogs_.Notice(text);
 }
 
 bool WindowHost::AskYesNo(std::string_view text) {
   ShowProgress();
-  return dialogs_.AskYesNo(text);
+  return asks_ && dialogs_.AskYesNo(text);
 }
 
 common::DeviceAnswer WindowHost::AskDevice(std::string_view text) {
   ShowProgress();
-  return dialogs_.AskDevice(text);
+  return asks_ ? dialogs_.AskDevice(text) : common::DeviceAnswer::Abort;
 }
 
 run::BoxTexts WindowHost::Boxes() const {
@@ -88,18 +88,24 @@ void WindowHost::SetBusyPointer(bool busy) {
 
 void WindowHost::ShowDuplicatePrompt(run::RunValues& values) {
   ShowProgress();
+  if (!asks_) {
+    values.AskResult = run::kAskStop;
+    return;
+  }
   const run::PromptContents contents(session_);
   AskDialog dialog(contents, dialogs_, &window_);
   dialog.exec();
   values.AskResult = dialog.answer();
 }
 
-void WindowHost::Yield(run::RunValues&) {
-  if (Clock::now() < next_frame_) return;
-  ShowProgress();
-  QCoreApplication::processEvents();
-  if (halt_requested_) Halt();
-  next_frame_ = Clock::now() + kFrame;
+void WindowHost::Yield(run::RunValues& values) {
+  if (asks_ && Clock::now() >= next_frame_) {
+    ShowProgress();
+    QCoreApplication::processEvents();
+    if (asks_ && halt_requested_) Halt();
+    next_frame_ = Clock::now() + kFrame;
+  }
+  if (!asks_) values.EscapeState = run::kEscapeStop;
 }
 
 }  // namespace corvix::ui

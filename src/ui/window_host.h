@@ -29,6 +29,10 @@ class WindowHost : public run::Host {
   /// The same for a request to close the window, which stands unless the user lets the run continue.
   void RequestClose();
   bool close_requested() const { return close_requested_; }
+  /// From now on nobody is asked or waited for: a run stops after its record, and every question counts as
+  /// answered in the way that changes nothing.
+  void StopAsking() { asks_ = false; }
+  bool asks() const { return asks_; }
   /// Shows the interrupt dialog now.
   void Halt();
   /// Nothing that was stored is at risk while the program waits for a person.
@@ -64,6 +68,7 @@ class WindowHost : public run::Host {
   Clock::time_point next_frame_;
   bool halt_requested_ = false;
   bool close_requested_ = false;
+  bool asks_ = true;
   bool wants_target_file_name_ = false;
 };
 

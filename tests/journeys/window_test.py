@@ -3,7 +3,9 @@
 Usage: window_test.py PATH-OF-CORVIX PATH-OF-CORVIX-CLI
 """
 import os
+import resource
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -15,6 +17,11 @@ WINDOW = os.path.abspath(sys.argv.pop())
 RECORDS = 10000
 TITLE = 'Corvix - Version 7.1.14'
 HALTED = 'Conversion Temporarily Halted'
+
+
+def hear_signals():
+    for number in signal.SIGINT, signal.SIGHUP:  # who started the test may ignore them
+        signal.signal(number, signal.SIG_DFL)
 
 
 class Screen:
@@ -77,7 +84,7 @@ class WindowJourney(unittest.TestCase):
         return subprocess.run([CLI, *arguments], capture_output=True, text=True, check=True, timeout=240).stdout
 
     def start(self):
-        program = subprocess.Popen([WINDOW], env=self.screen.environment)
+        program = subprocess.Popen([WINDOW], env=self.screen.environment, preexec_fn=hear_signals)
         self.addCleanup(program.wait)
         self.addCleanup(program.kill)
         return program, self.screen.wait_for(TITLE)
@@ -112,6 +119,48 @@ class WindowJourney(unittest.TestCase):
 
         self.assertLess(rows_before, RECORDS)
         self.assertEqual(self.count_rows(), RECORDS)
+        self.cli('check', self.office)
+
+    def test_ends_from_outside_at_any_time(self):
+        def idle(main):
+            return 0
+
+        def running(main):
+            self.screen.press(main, *['Tab'] * 5, 'Up', 'Up', 'alt+c')
+            self.screen.press(self.screen.wait_for('Corvix'), 'Return')
+            time.sleep(0.1)
+            return 3
+
+        def asking(main):
+            self.screen.press(main, 'alt+c')
+            question = self.screen.wait_for('Corvix')
+            self.screen.press(question, 'Return')
+            self.screen.press(self.screen.wait_for('Replace The Comparable Data.'), 'Tab', 'Tab', 'Tab', 'space')
+            self.screen.wait_for('Corvix', besides=[question])  # a box over the prompt
+            return 3
+
+        for number, prepare in (signal.SIGTERM, idle), (signal.SIGINT, asking), (signal.SIGHUP, running):
+            with self.subTest(number=number):
+                program, main = self.start()
+                code = prepare(main)
+                program.send_signal(number)
+                self.assertEqual(program.wait(timeout=30), code)
+                self.assertTrue(os.path.exists(self.own_settings))
+                os.remove(self.own_settings)  # the next start asks at each duplicate again
+                self.assertFalse([name for name in os.listdir(self.office) if name.startswith('FOLVANE.MDB-')])
+                self.assertFalse(os.path.exists(os.path.join(self.office, 'FOLVANE.ldb')))
+                self.cli('check', self.office)
+
+    def test_a_recovery_is_told_before_the_start(self):
+        limit = os.path.getsize(os.path.join(self.office, 'FOLVANE.MDB')) + 100000, resource.RLIM_INFINITY
+        subprocess.run([CLI, 'convert', '--source', self.office, '--target', self.office, '--yes'], text=True,
+                       input='a\na\n', preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit),
+                       capture_output=True)
+        program = subprocess.Popen([WINDOW], env=self.screen.environment)
+        self.screen.press(self.screen.wait_for('Corvix'), 'Return')
+        self.screen.wait_for(TITLE)
+        program.terminate()
+        self.assertEqual(program.wait(timeout=30), 0)
         self.cli('check', self.office)
 
     def test_a_missing_source_ends_the_start_with_a_message(self):
