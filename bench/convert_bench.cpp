@@ -12,12 +12,9 @@
 #include <map>
 #include <string>
 
-#include "common/host_paths.h"
-#include "run/conversion.h"
 #include "sample/sample_writer.h"
 #include "storage/base/posix_file.h"
-#include "storage/engine/file_engine.h"
-#include "support/scripted_host.h"
+#include "support/file_run.h"
 #include "support/temporary_directory.h"
 
 namespace corvix {
@@ -44,14 +41,7 @@ struct Office {
 
 void Convert(const fs::path& source, const fs::path& target) {
   storage::PosixFileSystem files;
-  storage::FileEngine engine(files);
-  run::Session session;
-  session.access.engine = &engine;
-  session.values.ConvertPhotosFlag = 1;
-  test::ScriptedHost host;
-  host.boxes = {common::DisplayPath(source), "COMPS.DBF", common::DisplayPath(target), "FOLVANE.MDB"};
-  if (run::cmdnewconvert_Click(session, host) != run::RunEnd::Completed) std::abort();
-  session.access.TargetDb->Close();
+  if (test::FileRun(files, source, target).Run() != run::RunEnd::Completed) std::abort();
 }
 
 /// The office of a size, made once, with a target before and after a first conversion.

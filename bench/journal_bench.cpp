@@ -1,0 +1,97 @@
+// What the journal costs: an invented office converted into an empty target on disk, and again as duplicates,
+// with the journal and without it, in alternation. Prints the times and the median of their ratios.
+//
+//   journal_bench [RECORDS [PAIRS]]
+//
+// This program has an OpenJournaled of its own, which the linker takes instead of the engine's: it rolls
+// nothing back, and gives no journal where the measurement wants none.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "sample/sample_writer.h"
+#include "storage/base/posix_file.h"
+#include "storage/jet/journal.h"
+#include "support/file_run.h"
+#include "support/temporary_directory.h"
+
+namespace {
+bool with_journal = true;
+}
+
+namespace corvix::jet {
+
+std::filesystem::path JournalPath(storage::FileSystem& files, const std::filesystem::path& database) {
+  return files.Resolve(database).string() + "-journal";
+}
+
+JournaledFile OpenJournaled(storage::FileSystem& files, const std::filesystem::path& database,
+                            std::unique_ptr<storage::File> file, bool read_only) {
+  JournaledFile opened;
+  if (with_journal && !read_only) {
+    opened.journal =
+        std::make_unique<Journal>(files, JournalPath(files, database), database.filename().string(), *file);
+  }
+  opened.file = std::move(file);
+  return opened;
+}
+
+}  // namespace corvix::jet
+
+namespace {
+
+using namespace corvix;
+namespace fs = std::filesystem;
+
+struct Times {
+  double all_new = 0, duplicates = 0;  // seconds
+};
+
+double Convert(const fs::path& source, const fs::path& target) {
+  storage::PosixFileSystem files;
+  const auto start = std::chrono::steady_clock::now();
+  if (test::FileRun(files, source, target).Run() != run::RunEnd::Completed) std::abort();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+Times Measure(const fs::path& office, bool journal) {
+  with_journal = journal;
+  const test::TemporaryDirectory target;
+  fs::copy_file(office / "FOLVANE.MDB", target.path() / "FOLVANE.MDB");
+  Times times;
+  times.all_new = Convert(office, target.path());
+  times.duplicates = Convert(office, target.path());
+  return times;
+}
+
+void Print(const char* name, const std::vector<Times>& with, const std::vector<Times>& without,
+           double Times::*time) {
+  std::vector<double> ratios;
+  std::printf("%s:", name);
+  for (std::size_t i = 0; i < with.size(); ++i) {
+    ratios.push_back(with[i].*time / (without[i].*time));
+    std::printf("  %.3f/%.3f s", with[i].*time, without[i].*time);
+  }
+  std::ranges::sort(ratios);
+  std::printf("  median ratio %.2f\n", ratios[ratios.size() / 2]);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int records = argc > 1 ? std::atoi(argv[1]) : 20'000;
+  const int pairs = argc > 2 ? std::atoi(argv[2]) : 5;
+  storage::PosixFileSystem files;
+  const test::TemporaryDirectory office;
+  sample::WriteOffice(files, office.path(), {.records = records, .duplicates_percent = 0});
+  std::vector<Times> with, without;
+  for (int i = 0; i < pairs; ++i) {
+    with.push_back(Measure(office.path(), true));
+    without.push_back(Measure(office.path(), false));
+  }
+  Print("all new, with/without", with, without, &Times::all_new);
+  Print("duplicates, with/without", with, without, &Times::duplicates);
+  return 0;
+}
