@@ -1,7 +1,6 @@
 // Long histories of stored rows against a model, on our own files, on files of other writers, and on a device
 // that fails.
 #include <algorithm>
-#include <cstdlib>
 #include <fmt/format.h>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -219,68 +218,6 @@ TEST(JetHistory, AStoreThatFailsOnTheDeviceChangesNothingAndCanBeRepeated) {
     ASSERT_TRUE(report.IsClean()) << report.problems.front().text;
   }
   EXPECT_GT(failures, 200u);
-}
-
-/// Whatever the bytes of a file are, every operation ends in a result or an Error.
-TEST(JetHistory, DamagedFilesNeverCrashOrHang) {
-  Tables tables(corvix::sample::FolvaneSchema());
-  {
-    const auto comps = tables.Set("COMPS");
-    History history(*comps, kSeed);
-    for (int i = 0; i < 800; ++i) history.Step();
-  }
-  tables.database->Close();
-  const std::vector<std::byte> sound = tables.files.Contents(kFile);
-  const char* rounds = std::getenv("CORVIX_DAMAGE_ROUNDS");
-  const unsigned last = kSeed + static_cast<unsigned>(rounds != nullptr ? std::atoi(rounds) : 150);
-  std::size_t refused = 0;
-  for (unsigned seed = kSeed; seed < last; ++seed) {
-    SCOPED_TRACE(fmt::format("seed {}", seed));
-    std::mt19937 random(seed);
-    std::vector<std::byte>& bytes = tables.files.Contents(kFile);
-    bytes = sound;
-    for (std::size_t n = 1 + random() % 60; n > 0; --n) {
-      // Heads of pages lead to everything else, so they are hit more often.
-      const std::size_t page = 1 + random() % (sound.size() / kPageSize - 1);
-      const std::size_t offset = random() % 2 == 0 ? random() % 64 : random() % kPageSize;
-      bytes[page * kPageSize + offset] = static_cast<std::byte>(random());
-    }
-    const auto attempt = [&](auto&& action) {
-      try {
-        action();
-      } catch (const common::Error&) {
-        ++refused;
-      }
-    };
-    attempt([&] {
-      tables.Open();
-      const auto comps = tables.Set("COMPS");
-      for (const char* index : {"", "PrimaryKey", "CENTRALKEY", "CityIdx", "PriceIdx"}) {
-        attempt([&] {
-          if (*index != 0) comps->SelectIndex(index);
-          std::string text;
-          int steps = 0;
-          for (comps->MoveFirst(); !comps->PastEnd() && ++steps < 5000; comps->MoveNext()) {
-            for (std::size_t i = 0; i < comps->Fields().size(); ++i) comps->ReadText(i, text);
-          }
-          EXPECT_LT(steps, 5000);
-        });
-      }
-      for (int i = 0; i < 40; ++i) {
-        attempt([&] {
-          comps->SelectIndex("CENTRALKEY");
-          comps->SeekEqual(fmt::format("{} ELM CO-OP ST", random() % 3000));
-          if (comps->NoMatch()) comps->MoveFirst();
-          i % 2 == 0 ? comps->BeginAdd() : comps->BeginEdit();
-          comps->Write(At(*comps, "City"), fmt::format("City {}", random() % 100));
-          comps->Write(At(*comps, "COMMENTS"), std::string(random() % 6000, 'c'));
-          comps->Store();
-        });
-      }
-      tables.database->Close();
-    });
-  }
-  EXPECT_GT(refused, 100u);
 }
 
 }  // namespace

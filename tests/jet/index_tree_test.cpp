@@ -281,41 +281,5 @@ TEST(IndexTree, RefusesKeysThatNoPageCouldDivide) {
   EXPECT_EQ(test::NumberOf([&] { bench.tree.Insert(too_long, Row(1)); }), common::kCannotBuildKey);
 }
 
-/// Damages a byte of a tree at a time; whatever is done then ends, without a crash, in a result or error
-/// 3049.
-TEST(IndexTree, DamageNeverCrashesOrHangs) {
-  std::mt19937 random(99);
-  Bench bench;
-  for (std::uint32_t i = 0; i < 1500; ++i) bench.tree.Insert(Number(random() % 5000), Row(i));
-  const std::vector<PageNumber> pages(bench.pages.used().begin(), bench.pages.used().end());
-  std::size_t noticed = 0;
-  for (int round = 0; round < 3000; ++round) {
-    const Savepoint undo(bench.pager);
-    const PageEdit page = bench.pager.Edit(pages[random() % pages.size()]);
-    for (std::size_t n = 1 + random() % 3; n > 0; --n) {
-      const std::size_t offset = random() % 2 == 0 ? random() % 64 : random() % kPageSize;
-      page.bytes()[offset] = static_cast<std::byte>(random() % 3 == 0 ? random() % 8 : random());
-    }
-    IndexTree tree(bench.pager, bench.root, kTable, nullptr);
-    try {
-      IndexTree::Cursor cursor(tree);
-      std::size_t steps = 0;
-      for (bool ok = cursor.First(); ok; ok = cursor.Next()) ASSERT_LT(++steps, 10'000u);
-      for (bool ok = cursor.Last(); ok; ok = cursor.Previous()) ASSERT_LT(++steps, 20'000u);
-      for (int i = 0; i < 20; ++i) {
-        const Key key = Number(random() % 5000);
-        tree.Find(key);
-        tree.Insert(key, Row(9000 + random() % 1000));
-        if (const auto row = tree.Find(key)) tree.Erase(key, *row);
-      }
-    } catch (const common::Error& error) {
-      ++noticed;
-      ASSERT_THAT(error.number(), testing::AnyOf(common::kDamagedDatabase, common::kReadOnly))
-          << error.what();
-    }
-  }
-  EXPECT_GT(noticed, 500u);
-}
-
 }  // namespace
 }  // namespace corvix::jet

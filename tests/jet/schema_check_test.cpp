@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -332,41 +331,6 @@ TEST(EncodedDatabase, IsWrittenEncoded) {
   std::string text;
   comps->ReadText(core::RequireField(*comps, "COMMENTS"), text);
   EXPECT_EQ(text.size(), 900 + 2 * mark.size() + 2);
-}
-
-// Whatever the bytes are, the check ends and reports; errors of another kind than damage would be faults of
-// ours.
-TEST_F(Damage, AtRandomNeverStopsTheCheck) {
-  std::vector<Bytes> files{*sound_};
-  if (const auto folder = test::SharedFile("fixtures/mdb/real")) {
-    storage::PosixFileSystem system;
-    for (const char* name : {"indexTest.mdb", "test2.mdb", "pivot_small.mdb"}) {
-      const auto file = system.Open(*folder / name, storage::OpenMode::Read);
-      files.emplace_back(file->Size());
-      file->ReadAt(0, files.back());
-    }
-  }
-  constexpr int kCases = 300;
-  int found = 0;
-  for (int seed = 0; seed < kCases; ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
-    Bytes bytes = files[random() % files.size()];
-    const std::size_t damaged = 1 + random() % 16;
-    for (std::size_t i = 0; i < damaged; ++i) {
-      // Heads of pages are where structure is; half of the damage goes there.
-      const std::size_t page = random() % (bytes.size() / kPageSize);
-      const std::size_t offset = random() % (random() % 2 == 0 ? 64 : kPageSize);
-      bytes[page * kPageSize + offset] = static_cast<std::byte>(random());
-    }
-    if (random() % 8 == 0) bytes.resize(random() % bytes.size());
-    try {
-      if (!CheckBytes(bytes).IsClean()) ++found;
-    } catch (const std::exception& error) {
-      ADD_FAILURE() << error.what();
-    }
-  }
-  EXPECT_GT(found, kCases * 3 / 4);
 }
 
 }  // namespace

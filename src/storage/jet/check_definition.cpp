@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "common/text.h"
+#include "storage/jet/check_pages.h"
 #include "storage/jet/row_codec.h"
 
 namespace corvix::jet::check {
@@ -160,7 +161,10 @@ void CheckIndexes(Context& context, const TableDefinition& table, const std::str
 
 void CheckDefinition(Context& context, const TableDefinition& table, const std::string& table_name) {
   const PageOwners::Owner owner = context.owners.Add("definition of " + table_name);
-  for (const PageNumber page : table.pages) context.owners.Claim(page, owner, context.findings);
+  for (const PageNumber page : table.pages) {
+    context.owners.Claim(page, owner, context.findings);
+    CheckHead(context, context.pager.Read(page), "the definition of " + table_name);
+  }
   CheckBytes(context, table, table_name);
   CheckFreeFields(context, table, table_name);
   CheckColumns(context, table, table_name);

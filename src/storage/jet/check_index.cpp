@@ -138,6 +138,7 @@ std::optional<IndexChecker::Page> IndexChecker::ReadPage(PageNumber number) {
     Problem(number, "page {} is of type {}", number, type);
     return std::nullopt;
   }
+  CheckHead(context_, context_.pager.Read(number), what_);
   const PageNumber table = page.Number(index_page::kTable);
   if (table != table_.page) Problem(number, "page {} names {} as the table's definition", number, table);
   const std::uint8_t level = ReadByte(page.bytes(), index_page::kLevel);

@@ -49,6 +49,7 @@ void AddReferences(Context& context, RowRef cell, ByteView map, const std::strin
                                what);
       continue;
     }
+    CheckHead(context, view, "the map of " + what);
     AddBits(view.bytes().subspan(kBitmapHead), std::uint64_t{kPagesPerBitmap} * i, context.pager.page_count(),
             set);
   }
@@ -71,6 +72,13 @@ bool ClaimMapPage(Context& context, RowRef cell, const std::string& what) {
 }
 
 }  // namespace
+
+void CheckHead(Context& context, const PageView& page, const std::string& what) {
+  const std::uint8_t second = ReadByte(page.bytes(), kPageTypeOffset + 1);
+  if (second == 1) return;
+  context.findings.Problem(page.number(), "page {} of {} has {:#04x} as its second byte instead of 0x01",
+                           page.number(), what, second);
+}
 
 std::optional<Cell> FindCell(const PageView& page, std::size_t row) {
   const ByteView bytes = page.bytes();
@@ -95,6 +103,7 @@ std::optional<PageView> ReadDataPage(Context& context, PageNumber number, std::u
     context.findings.Problem(number, "page {} of {} is of type {}, not a data page", number, what, type);
     return std::nullopt;
   }
+  CheckHead(context, page, what);
   const auto named = ReadLittle<std::uint32_t>(page.bytes(), data_page::kOwner);
   if (named != owner) {
     context.findings.Problem(number, "page {} of {} names {:#x} as its owner instead of {:#x}", number, what,
@@ -121,6 +130,9 @@ std::vector<Cell> CheckCells(Context& context, const PageView& page, const std::
   for (std::size_t row = 0; row < count; ++row) {
     const auto slot = ReadLittle<std::uint16_t>(bytes, data_page::kRowTable + DataPage::kSlotSize * row);
     const std::size_t begin = slot & data_page::kOffsetMask;
+    constexpr unsigned kKnown = data_page::kOffsetMask | data_page::kDeleted | data_page::kPointer;
+    if ((slot & ~kKnown) != 0)
+      findings.Problem(number, "row {}/{} of {} has a mark that is not known", number, row, what);
     if (begin > end || begin < floor) {
       findings.Problem(number, "row {}/{} of {} starts at byte {}; it must lie from {} to {}", number, row,
                        what, begin, floor, end);

@@ -10,8 +10,11 @@
 
 namespace corvix::jet::check {
 
+/// Reports a page whose second byte is not 1, which it is on every page. `what` names the page's owner.
+void CheckHead(Context& context, const PageView& page, const std::string& what);
+
 /// The cells of a data page in the order of their rows; a cell whose bounds are impossible has length 0 and
-/// is marked deleted. `what` names the page's owner in messages.
+/// is marked deleted.
 std::vector<Cell> CheckCells(Context& context, const PageView& page, const std::string& what);
 
 /// The cell of a row; none when the page has no such row or its bounds are impossible. Reports nothing.
