@@ -6,70 +6,34 @@ import fcntl
 import json
 import os
 import resource
-import shutil
 import signal
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
-CLI = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else 'corvix-cli'
+sys.path.append(os.path.join(os.path.dirname(__file__), '..', 'support'))
+from office_case import CLI, OfficeCase, read_file, run, write_file  # noqa: E402
 
 
-def run(*arguments, text_in=''):
-    return subprocess.run([CLI, *arguments], input=text_in, capture_output=True, text=True, timeout=240)
-
-
-def read_file(path):
-    with open(path, 'rb') as file:
-        return file.read()
-
-
-def write_file(path, content):
-    with open(path, 'wb') as file:
-        file.write(content)
-
-
-class Journey(unittest.TestCase):
-    def setUp(self):
-        self.directory = tempfile.mkdtemp(prefix='corvix-')
-        self.addCleanup(shutil.rmtree, self.directory)
-
-    def office(self, records, duplicates):
-        done = run('sample', self.directory, '--records', str(records), '--duplicates', str(duplicates))
-        self.assertEqual(done.returncode, 0, done.stderr)
-
-    def convert(self, *options, text_in='', target=None):
-        done = run('convert', '--source', self.directory, '--target', target or self.directory, '--json', *options,
-                   text_in=text_in)
+class Journey(OfficeCase):
+    def convert(self, *options, text_in=''):
+        done = run('convert', *self.directories, '--json', *options, text_in=text_in)
         return done, json.loads(done.stdout) if done.stdout else None
-
-    def dump(self, *arguments):
-        done = run('dump', *arguments)
-        self.assertEqual(done.returncode, 0, done.stderr)
-        return [json.loads(line) for line in done.stdout.splitlines()]
-
-    def file(self, name):
-        return os.path.join(self.directory, name)
-
-    def assert_sound(self):
-        done = run('check', self.directory)
-        self.assertEqual(done.returncode, 0, done.stdout)
 
     def test_a_first_conversion_and_a_second(self):
         self.office(2000, 0)
-        central = self.dump(self.directory, 'CENTRAL')
+        central = self.dump(self.source, 'CENTRAL')
         self.assertEqual(len(central), 2000)
         done, result = self.convert('--yes')
         self.assertEqual((done.returncode, result['added'], result['kept']), (0, 2000, 0))
         self.assertEqual(result['messages'], ['Conversion complete. (2000 records)'])
         self.assertEqual(result['status'], 'Conversion complete. (2000 records)')
-        rows = self.dump(self.file('FOLVANE.MDB'), 'comps')
+        rows = self.dump(table='comps')
         self.assertEqual({row['CENTRALKEY'].rstrip() for row in rows}, {row['CENTRALKEY'] for row in central})
         done, result = self.convert('--yes', '--duplicates', 'target')
         self.assertEqual((result['added'], result['overwritten'], result['kept']), (0, 0, 2000))
-        self.assertEqual(self.dump(self.file('FOLVANE.MDB'), 'comps'), rows)
+        self.assertEqual(self.dump(table='comps'), rows)
         self.assert_sound()
 
     def test_ten_thousand_records_stay_within_100_mib(self):
@@ -101,8 +65,7 @@ class Journey(unittest.TestCase):
 
     def test_an_interrupt_asks_and_stops_after_the_record(self):
         self.office(60000, 0)
-        process = subprocess.Popen([CLI, 'convert', '--source', self.directory, '--target', self.directory, '--yes',
-                                    '--json'], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        process = subprocess.Popen([CLI, 'convert', *self.directories, '--yes', '--json'], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                    text=True)
         time.sleep(0.3)
         process.send_signal(signal.SIGINT)
@@ -118,7 +81,7 @@ class Journey(unittest.TestCase):
 
     def test_bad_input_is_told_and_changes_nothing(self):
         self.office(20, 0)
-        good = read_file(self.file('FOLVANE.MDB'))
+        good = read_file(self.database)
 
         def attempt(expected_number, *expected_texts):
             done, result = self.convert('--yes')
@@ -127,32 +90,32 @@ class Journey(unittest.TestCase):
             for text in expected_texts:
                 self.assertIn(text, done.stderr)
 
-        lock = open(self.file('FOLVANE.MDB'), 'rb')
+        lock = open(self.database, 'rb')
         fcntl.flock(lock, fcntl.LOCK_EX)
         attempt(3051, 'in use by another program')
         lock.close()
-        os.chmod(self.file('FOLVANE.MDB'), 0o444)
+        os.chmod(self.database, 0o444)
         attempt(3051, 'read-only')
-        os.chmod(self.file('FOLVANE.MDB'), 0o644)
-        os.rename(self.file('CENTRAL.CDX'), self.file('away'))
+        os.chmod(self.database, 0o644)
+        os.rename(os.path.join(self.source, 'CENTRAL.CDX'), self.path('away'))
         attempt(3015, 'CENTRAL.CDX is missing')
-        os.rename(self.file('away'), self.file('CENTRAL.CDX'))
-        self.assertEqual(read_file(self.file('FOLVANE.MDB')), good)
-        write_file(self.file('FOLVANE.MDB'), b'no database at all' * 1000)
+        os.rename(self.path('away'), os.path.join(self.source, 'CENTRAL.CDX'))
+        self.assertEqual(read_file(self.database), good)
+        write_file(self.database, b'no database at all' * 1000)
         attempt(3343)
-        write_file(self.file('FOLVANE.MDB'), good[:5 * 4096])
+        write_file(self.database, good[:5 * 4096])
         attempt(3049, 'FOLVANE.MDB')
-        os.remove(self.file('FOLVANE.MDB'))
+        os.remove(self.database)
         attempt(None, 'File not found.  Correct and try again', 'FOLVANE.MDB')
-        write_file(self.file('FOLVANE.MDB'), good)
-        os.remove(self.file('PHOTO.DBF'))
+        write_file(self.database, good)
+        os.remove(os.path.join(self.source, 'PHOTO.DBF'))
         attempt(None, 'PHOTO.DBF was not found.  Please correct and try again.')
 
     def test_the_command_line_itself(self):
         for arguments, code in [(['--help'], 0), (['convert', '--help'], 0), (['--version'], 0), ([], 2),
                                 (['nothing'], 2), (['convert', '--source', '.'], 2),
                                 (['convert', '--source', '.', '--target', '.', '--duplicates', 'both'], 2),
-                                (['dump', self.file('none.mdb'), 'X'], 1), (['check', self.file('none')], 1)]:
+                                (['dump', self.path('none.mdb'), 'X'], 1), (['check', self.path('none')], 1)]:
             done = run(*arguments)
             self.assertEqual(done.returncode, code, (arguments, done.stderr))
 

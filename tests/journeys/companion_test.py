@@ -12,29 +12,15 @@ import shutil
 import signal
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 import zlib
 
-CLI = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else 'corvix-cli'
-CHECKOUT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-PAIRS = os.path.join(os.environ.get('CORVIX_SHARED', os.path.join(os.path.dirname(CHECKOUT), 'shared')),
-                     'fixtures', 'pairs')
+sys.path.append(os.path.join(os.path.dirname(__file__), '..', 'support'))
+from office_case import CHECKOUT, CLI, SHARED, OfficeCase, lines, read_file, run, write_file  # noqa: E402
+
+PAIRS = os.path.join(SHARED, 'fixtures', 'pairs')
 NO = 'n\n' * 3000
-
-
-def run(*arguments, text_in='', **options):
-    return subprocess.run([CLI, *arguments], input=text_in, capture_output=True, text=True, timeout=240, **options)
-
-
-def lines(text):
-    return [json.loads(line) for line in text.splitlines()]
-
-
-def read_file(path):
-    with open(path, 'rb') as file:
-        return file.read()
 
 
 def state(directory):
@@ -44,31 +30,7 @@ def state(directory):
             for name in names] + [os.stat(directory).st_mtime_ns]
 
 
-class Companion(unittest.TestCase):
-    def setUp(self):
-        self.directory = tempfile.mkdtemp(prefix='corvix-')
-        self.addCleanup(shutil.rmtree, self.directory)
-        self.target = os.path.join(self.directory, 'new')
-        self.source = os.path.join(self.directory, 'old')
-        os.mkdir(self.target)
-        self.database = os.path.join(self.target, 'FOLVANE.MDB')
-
-    def office(self, records=300, duplicates=40):
-        done = run('sample', self.source, '--records', str(records), '--duplicates', str(duplicates))
-        self.assertEqual(done.returncode, 0, done.stderr)
-        os.rename(os.path.join(self.source, 'FOLVANE.MDB'), self.database)
-
-    def directories(self):
-        return ['--source', self.source, '--target', self.target]
-
-    def path(self, name):
-        return os.path.join(self.directory, name)
-
-    def dump(self):
-        done = run('dump', self.database, 'COMPS')
-        self.assertEqual(done.returncode, 0, done.stderr)
-        return lines(done.stdout)
-
+class Companion(OfficeCase):
     def assert_fails(self, done, *texts):
         self.assertEqual(done.returncode, 1, (done.stdout, done.stderr))
         for text in texts:
@@ -79,7 +41,7 @@ class Preview(Companion):
     """A preview tells what the conversion then does, and leaves no trace."""
 
     def compare(self, policy, photos):
-        options = self.directories() + ['--duplicates', policy] + ([] if photos else ['--no-photos'])
+        options = self.directories + ['--duplicates', policy] + ([] if photos else ['--no-photos'])
         before = state(self.target)
         preview = run('preview', '--json', '--changes', *options)
         self.assertEqual(state(self.target), before)
@@ -165,8 +127,7 @@ class Preview(Companion):
         fresh = read_file(self.database)
         for policy in 'source', 'target', 'ask':
             with self.subTest(policy=policy):
-                with open(self.database, 'wb') as file:
-                    file.write(fresh)
+                write_file(self.database, fresh)
                 self.compare(policy, True)
 
     def test_reading_commands_leave_no_trace_and_need_no_permission(self):
@@ -177,7 +138,7 @@ class Preview(Companion):
             os.chmod(directory, 0o555)
             self.addCleanup(os.chmod, directory, 0o755)
         before = state(self.source), state(self.target)
-        for arguments in (['preview', '--changes', *self.directories()], ['inspect', self.source],
+        for arguments in (['preview', '--changes', *self.directories], ['inspect', self.source],
                           ['inspect', self.database, '--json'], ['dump', self.database, 'COMPS'],
                           ['dump', self.source, 'CENTRAL'], ['check', '--notes', self.source, self.target]):
             done = run(*arguments)
@@ -189,27 +150,26 @@ class Preview(Companion):
         self.office(5)
         with open(self.database, 'rb') as file:
             fcntl.flock(file, fcntl.LOCK_EX)
-            self.assert_fails(run('preview', *self.directories()), 'in use', 'Error # 3051')
+            self.assert_fails(run('preview', *self.directories), 'in use', 'Error # 3051')
 
     def test_missing_files_are_told(self):
         self.office(5)
         os.remove(os.path.join(self.source, 'COMPS.DBF'))
-        done = run('preview', *self.directories())
+        done = run('preview', *self.directories)
         self.assertEqual(done.returncode, 1)
         self.assertIn('COMPS.DBF was not found.  Please correct and try again.', done.stdout)
 
 
 class Report(Companion):
     def convert(self, name, *options, **more):
-        return run('convert', *self.directories(), '--yes', '--report', self.path(name), *options, **more)
+        return run('convert', *self.directories, '--yes', '--report', self.path(name), *options, **more)
 
     def test_the_forms_tell_the_same_and_prove_the_files(self):
         self.office()
         fresh = read_file(self.database)
         totals, changes = [], []
         for name in 'r.txt', 'r.csv', 'r.jsonl':
-            with open(self.database, 'wb') as file:
-                file.write(fresh)
+            write_file(self.database, fresh)
             done = self.convert(name)
             self.assertEqual(done.returncode, 0, done.stderr)
         sums = ['%08X' % zlib.crc32(fresh), '%08X' % zlib.crc32(read_file(self.database))]
@@ -234,7 +194,7 @@ class Report(Companion):
 
     def test_a_run_that_is_stopped_leaves_a_complete_report(self):
         self.office(40000, 0)
-        process = subprocess.Popen([CLI, 'convert', *self.directories(), '--yes', '--json', '--report',
+        process = subprocess.Popen([CLI, 'convert', *self.directories, '--yes', '--json', '--report',
                                     self.path('r.jsonl')], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         while not os.path.exists(self.path('r.jsonl')) or os.path.getsize(self.path('r.jsonl')) < 100000:
             time.sleep(0.02)
@@ -272,7 +232,7 @@ class Report(Companion):
 
 class Backup(Companion):
     def convert(self, *options, **more):
-        return run('convert', *self.directories(), '--backup', *options, **more)
+        return run('convert', *self.directories, '--backup', *options, **more)
 
     def copies(self):
         return sorted(name for name in os.listdir(self.target) if name != 'FOLVANE.MDB')
@@ -324,8 +284,7 @@ class Backup(Companion):
         copy = self.path('copy.mdb')
         shutil.copyfile(self.database, copy)
         for damage, number in (b'', 3343), (b'no database' * 1000, 3343), (read_file(copy)[:12 * 4096], 3049):
-            with open(self.path('bad.mdb'), 'wb') as file:
-                file.write(damage)
+            write_file(self.path('bad.mdb'), damage)
             self.assert_fails(run('restore', self.path('bad.mdb'), '--target', self.target), 'error %d' % number)
         self.assert_fails(run('restore', self.path('none'), '--target', self.target), 'error 53')
         self.assert_fails(run('restore', copy, '--target', self.path('none')), 'error 76')
@@ -428,7 +387,7 @@ class Looking(Companion):
                                   capture_output=True, text=True, timeout=120)
             self.assertEqual((done.stdout.count('\n'), done.stderr), (1, ''), command)
             self.assertIn(done.returncode, (0, 128 + signal.SIGPIPE), command)
-        convert = subprocess.run(['bash', '-c', f'{CLI} convert {" ".join(self.directories())} --yes 2>&1 | true; '
+        convert = subprocess.run(['bash', '-c', f'{CLI} convert {" ".join(self.directories)} --yes 2>&1 | true; '
                                   'exit ${PIPESTATUS[0]}'], timeout=120)
         self.assertEqual(convert.returncode, 0)
         self.assertEqual(len(self.dump()), 2000)
@@ -438,9 +397,9 @@ class Looking(Companion):
 
     def test_wrong_arguments_and_paths(self):
         self.office(5)
-        for arguments in ([], ['preview'], ['preview', '--source', '.'], ['convert', '--reports', 'x', *self.directories()],
-                          ['convert', '--jobs', 'x', *self.directories()], ['restore', 'x'], ['inspect'], ['check'],
-                          ['convert', *self.directories(), '--report', 'r.doc'], ['inspect', '--xml', '.']):
+        for arguments in ([], ['preview'], ['preview', '--source', '.'], ['convert', '--reports', 'x', *self.directories],
+                          ['convert', '--jobs', 'x', *self.directories], ['restore', 'x'], ['inspect'], ['check'],
+                          ['convert', *self.directories, '--report', 'r.doc'], ['inspect', '--xml', '.']):
             done = run(*arguments)
             self.assertEqual((done.returncode, done.stdout), (2, ''), arguments)
         for command in 'convert', 'preview', 'restore', 'inspect', 'dump', 'check', 'sample':
