@@ -4,18 +4,16 @@
 #include <gtest/gtest.h>
 #include <map>
 
-#include "common/host_paths.h"
 #include "common/text.h"
 #include "core/lookup.h"
 #include "core/text_form.h"
 #include "merge/dates.h"
-#include "run/conversion.h"
 #include "sample/sample_writer.h"
 #include "storage/base/posix_file.h"
-#include "storage/engine/file_engine.h"
 #include "storage/jet/jet_check.h"
-#include "storage/jet/pager.h"
-#include "support/scripted_host.h"
+#include "storage/jet/jet_database.h"
+#include "support/file_run.h"
+#include "support/jet_files.h"
 #include "support/temporary_directory.h"
 
 namespace corvix {
@@ -24,21 +22,14 @@ namespace {
 class OfficeTest : public testing::Test {
  protected:
   run::Summary Convert() {
-    run::Session session;
-    session.access.engine = &engine_;
-    session.values.ConvertPhotosFlag = 1;
-    test::ScriptedHost host;
-    const std::string directory = common::DisplayPath(directory_.path());
-    host.boxes = {directory, "COMPS.DBF", directory, "FOLVANE.MDB"};
-    EXPECT_EQ(run::cmdnewconvert_Click(session, host), run::RunEnd::Completed);
-    session.access.TargetDb->Close();
-    return host.Result();
+    test::FileRun conversion(files_, directory_.path(), directory_.path());
+    EXPECT_EQ(conversion.Run(), run::RunEnd::Completed);
+    return conversion.host.Result();
   }
 
   void ExpectSound() {
-    const auto path = directory_.path() / "FOLVANE.MDB";
-    jet::Pager pager(files_.Open(path, storage::OpenMode::Read), path, {.read_only = true});
-    for (const jet::Finding& problem : jet::CheckDatabase(pager).problems) {
+    const auto pager = test::OpenPager(files_, directory_.path() / "FOLVANE.MDB");
+    for (const jet::Finding& problem : jet::CheckDatabase(*pager).problems) {
       ADD_FAILURE() << "page " << problem.page << ": " << problem.text;
     }
   }
@@ -86,7 +77,6 @@ class OfficeTest : public testing::Test {
   }
 
   storage::PosixFileSystem files_;
-  storage::FileEngine engine_{files_};
   test::TemporaryDirectory directory_;
 };
 
@@ -110,7 +100,8 @@ TEST_F(OfficeTest, TenThousandRecords_NewAndThenAsDuplicates) {
   ExpectSound();
 
   core::TableSource target{.name = "target"};
-  const auto database = engine_.OpenDatabase(common::DisplayPath(directory_.path() / "FOLVANE.MDB"));
+  const auto database =
+      jet::OpenJetDatabase(files_, directory_.path() / "FOLVANE.MDB", core::Access::ReadOnly);
   target.Recordset = database->OpenTable("COMPS");
   ASSERT_EQ(target.Records().RecordCount(), options.records);
   for (std::int64_t i = 0; i < options.records; ++i) ExpectProperty(target, sample::MakeProperty(options, i));

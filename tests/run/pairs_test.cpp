@@ -16,10 +16,9 @@
 #include "common/error.h"
 #include "common/host_paths.h"
 #include "core/json_form.h"
-#include "run/conversion.h"
 #include "storage/base/posix_file.h"
 #include "storage/engine/file_engine.h"
-#include "support/scripted_host.h"
+#include "support/file_run.h"
 #include "support/temporary_directory.h"
 
 namespace corvix {
@@ -96,26 +95,21 @@ class PairsTest : public testing::TestWithParam<test::PairRun> {
  protected:
   void RunStep(const json& step) {
     const fs::path folder = GetParam().folder();
-    test::ScriptedHost host;
-    run::Session session;
-    session.access.engine = &engine_;
+    test::FileRun conversion(files_, folder / step.value("source", "source"), directory_.path());
+    run::Session& session = conversion.session;
+    test::ScriptedHost& host = conversion.host;
     session.values.DupMode = test::DupModeOf(step["duplicates"]);
     session.values.ConvertPhotosFlag = step["photos"].get<bool>() ? 1 : 0;
-    host.boxes = {.txtCompPath = common::DisplayPath(folder / step.value("source", "source")),
-                  .txtcompfilename = "COMPS.DBF",
-                  .txtCompsPath = common::DisplayPath(directory_.path()),
-                  .txtcompsfilename = "FOLVANE.MDB"};
     for (const json& answer : step.value("answers", json::array()))
       host.prompt_results.push_back(ResultOf(answer));
 
     int exit_code = 1;
     json error = nullptr;
     try {
-      exit_code = ExitCodeOf(run::cmdnewconvert_Click(session, host));
+      exit_code = ExitCodeOf(conversion.Run());
     } catch (const common::Error& failure) {
       error = failure.number();
     }
-    if (session.access.TargetDb) session.access.TargetDb->Close();
 
     json handled = json::array();
     for (const run::RecordEvent& event : host.events) {
