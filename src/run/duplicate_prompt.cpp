@@ -3,6 +3,7 @@
 #include "common/path_names.h"
 #include "common/text.h"
 #include "core/lookup.h"
+#include "core/text_form.h"
 
 namespace corvix::run {
 namespace {
@@ -79,7 +80,15 @@ bool PromptContents::Differs(const PromptRow& row, std::size_t position) const {
   if (position >= row.source.size() || position >= row.target.size()) return false;
   const std::string source = Text(row.source[position]);
   const std::string target = Text(row.target[position]);
-  return common::Trim(source) != common::Trim(target);
+  if (common::Trim(source) == common::Trim(target)) return false;
+  const auto day = IsDate(row.target[position]) ? core::ParseDate(source) : std::nullopt;
+  return !day || day != core::ParseDate(target);
+}
+
+bool PromptContents::IsDate(const PromptCell& cell) const {
+  if (cell.table != Target || !target_found_) return false;
+  const auto field = DATFOLVANE_.Recordset->FindField(cell.field);
+  return field && DATFOLVANE_.Recordset->Fields()[*field].type == core::FieldType::Date;
 }
 
 }  // namespace corvix::run

@@ -43,10 +43,12 @@ class PromptContents {
   /// Text of a cell; empty when its record was not found.
   std::string Text(const PromptCell& cell) const;
   /// Whether the target cell at `position` of the row differs from the source cell beside it, blanks at the
-  /// ends aside. One without a source cell beside it does not.
+  /// ends and ways to write the same date aside. One without a source cell beside it does not.
   bool Differs(const PromptRow& row, std::size_t position) const;
 
  private:
+  bool IsDate(const PromptCell& cell) const;
+
   std::string question_;
   core::TableSource datcomps_{.name = "datcomps"};
   core::TableSource datcentral_{.name = "datcentral"};
