@@ -1,13 +1,13 @@
 #include "settings/ini_file.h"
 
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "common/error.h"
 #include "settings/directory_tokens.h"
 #include "settings/settings_directory.h"
+#include "storage/base/bytes.h"
+#include "support/faulty_file_system.h"
 
 namespace corvix::settings::test {
 namespace {
@@ -95,80 +95,30 @@ TEST(IniFile, WritesThroughLinksAndMakesItsDirectory) {
   EXPECT_TRUE(fs::is_symlink(directory.path("A.INI")));
 }
 
-/// A file system whose power fails at the n-th step; what was written and not synced is lost.
-class FailingFileSystem : public storage::PosixFileSystem {
- public:
-  struct PowerCut {};
-  explicit FailingFileSystem(int steps) : steps_(steps) {}
-
-  std::unique_ptr<storage::File> Open(const fs::path& path, storage::OpenMode mode) override {
-    if (mode == storage::OpenMode::Read) return PosixFileSystem::Open(path, mode);
-    Step();
-    return std::make_unique<UnsyncedFile>(PosixFileSystem::Open(path, mode), *this);
-  }
-  void Rename(const fs::path& from, const fs::path& to) override {
-    Step();
-    PosixFileSystem::Rename(from, to);
-  }
-  void SyncDirectory(const fs::path& directory) override {
-    Step();
-    PosixFileSystem::SyncDirectory(directory);
-  }
-
- private:
-  class UnsyncedFile : public storage::File {
-   public:
-    UnsyncedFile(std::unique_ptr<File> file, FailingFileSystem& system)
-        : file_(std::move(file)), system_(system) {}
-    std::uint64_t Size() const override { return file_->Size(); }
-    std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
-      return file_->ReadAt(offset, out);
-    }
-    void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
-      system_.Step();
-      unsynced_.emplace_back(offset, std::vector(bytes.begin(), bytes.end()));
-    }
-    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
-    void Sync() override {
-      system_.Step();
-      for (const auto& [offset, bytes] : unsynced_) file_->WriteAt(offset, bytes);
-      unsynced_.clear();
-    }
-    bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override { return true; }
-    void Unlock(std::uint64_t, std::uint64_t) override {}
-
-   private:
-    std::unique_ptr<File> file_;
-    FailingFileSystem& system_;
-    std::vector<std::pair<std::uint64_t, std::vector<std::byte>>> unsynced_;
-  };
-
-  void Step() {
-    if (steps_-- == 0) throw PowerCut{};
-  }
-  int steps_;
-};
-
-TEST(IniFile, IsTheOldOrTheNewOneAfterACrash) {
+TEST(IniFile, IsTheOldOrTheNewOneAfterAPowerCut) {
+  using corvix::test::Unsynced;
   const std::string old_text = "[S]\r\nK=v\r\n";
   const std::string new_text = "[S]\r\nK=a longer value\r\n";
+  const fs::path file = "/windows/A.INI";
   bool finished = false;
-  int steps = 0;
-  for (; !finished; ++steps) {
-    const SettingsDirectory directory;
-    directory.Write("A.INI", old_text);
-    FailingFileSystem files(steps);
+  for (std::uint64_t operation = 0; !finished; ++operation) {
+    corvix::test::FaultyFileSystem files;
+    const auto bytes = storage::AsBytes(old_text);
+    files.Put(file, {bytes.begin(), bytes.end()});
+    files.CutAt(operation);
     try {
-      IniWriteString({files, directory.path("")}, "A.INI", "S", "K", "a longer value");
+      IniWriteString({files, file.parent_path()}, "A.INI", "S", "K", "a longer value");
       finished = true;
-    } catch (const FailingFileSystem::PowerCut&) {
-      EXPECT_TRUE(directory.Read("A.INI") == old_text || directory.Read("A.INI") == new_text)
-          << "cut at " << steps;
-      continue;
+      EXPECT_GE(operation, 5u) << "create, write, sync, rename and sync of the directory were to be cut";
+    } catch (const corvix::test::PowerCut&) {
     }
-    EXPECT_EQ(directory.Read("A.INI"), new_text);
+    for (const auto unsynced : {Unsynced::Kept, Unsynced::Dropped, Unsynced::Mixed}) {
+      const auto found = files.AfterCut(unsynced).at(file);
+      const std::string text(storage::AsText(found));
+      EXPECT_TRUE(text == new_text || (text == old_text && !finished))
+          << "cut at " << operation << ": " << text;
+    }
   }
-  EXPECT_GT(steps, 4) << "open, write, sync, rename and sync of the directory were to be cut";
 }
 
 TEST(IniFile, DeviceErrorsOnReadingReachTheCaller) {

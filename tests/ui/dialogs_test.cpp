@@ -45,10 +45,8 @@ INSTANTIATE_TEST_SUITE_P(
                               "[Program Alias]\r\nquorvex vistrel=Other & Line\r\n", "Other & Line"}),
     test::kCaseName);
 
-TEST(CentredEdge, DropsTheRemainder) {
-  static_assert(ui::CentredEdge(28800, 6480) == 11160);
-  static_assert(ui::CentredEdge(16201, 2370) == 6915);
-}
+static_assert(ui::CentredEdge(28800, 6480) == 11160);
+static_assert(ui::CentredEdge(16201, 2370) == 6915, "the remainder is dropped");
 
 /// What a box shows, and the button that a test presses in it.
 ModalScript::Step Press(QMessageBox::StandardButton button, const std::string& title, const std::string& text,

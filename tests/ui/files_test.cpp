@@ -1,6 +1,5 @@
 // The window on real files: what it stores is what the same run without a window stores, the files are sound
-// and closed afterwards, and a database that cannot be written ends the start.
-#include <QLineEdit>
+// and closed afterwards, and a database that cannot be used ends the start.
 #include <QRadioButton>
 
 #include "common/host_paths.h"
@@ -8,8 +7,6 @@
 #include "run/conversion.h"
 #include "sample/sample_writer.h"
 #include "storage/engine/file_engine.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/pager.h"
 #include "support/scripted_host.h"
 #include "ui/scripted_window.h"
 
@@ -31,7 +28,6 @@ class FilesTest : public test::WindowTest {
       WriteIni(ini, "[Directories]\r\nDataDir=" + directory_text + "\r\n");
     }
   }
-
   ~FilesTest() override { window_.reset(); }  // before the engine goes
 
   /// The same run without a window.
@@ -58,14 +54,6 @@ class FilesTest : public test::WindowTest {
     return rows;
   }
 
-  void ExpectSameRowsAndSoundFiles() {
-    const std::string rows = Rows(engine_, by_host_.path());
-    EXPECT_EQ(Rows(engine_, by_window_.path()), rows);
-    const fs::path path = by_window_.path() / "FOLVANE.MDB";
-    jet::Pager pager(files_.Open(path, storage::OpenMode::Read), path, {.read_only = true});
-    EXPECT_TRUE(jet::CheckDatabase(pager).IsClean());
-  }
-
   storage::PosixFileSystem files_;
   storage::FileEngine engine_{files_};
   test::TemporaryDirectory by_window_;
@@ -74,40 +62,34 @@ class FilesTest : public test::WindowTest {
 
 TEST_F(FilesTest, AConversionServesEventsAndStoresWhatTheRunStores) {
   ASSERT_TRUE(Open(engine_));
-  Get<QRadioButton>("optdup(0)").setChecked(true);
   int served = 0;
   QTimer heartbeat;
   heartbeat.callOnTimeout([&] { ++served; });
   heartbeat.start(0);
-  Convert();
+  {
+    test::ModalScript script;
+    script.Then("frmAsk", ClickOn("cmdNo"))
+        .Then("frmAsk", ClickOn("cmdYes"))
+        .Then("frmAsk", ClickOn("cmdDontask"));
+    Convert();
+  }
   EXPECT_GT(served, 0);
   window_->close();
   EXPECT_EQ(exit_codes, std::vector<int>{0});
-  ConvertByHost(run::kUseSource, {});
-  ExpectSameRowsAndSoundFiles();
+  const std::string check = "'" CORVIX_CLI "' check '" + by_window_.path().string() + "' >/dev/null 2>&1";
+  EXPECT_EQ(std::system(check.c_str()), 0) << "damaged, or kept open by the prompt's connection";
+  ConvertByHost(run::kAskEachTime, {run::kAskNo, run::kAskYes, run::kAskOverwriteAll});
+  EXPECT_EQ(Rows(engine_, by_window_.path()), Rows(engine_, by_host_.path()));
 }
 
-TEST_F(FilesTest, AnswersInThePromptReachTheFile) {
-  ASSERT_TRUE(Open(engine_));
-  test::ModalScript script;
-  script.Then("frmAsk", ClickOn("cmdNo"))
-      .Then("frmAsk", ClickOn("cmdYes"))
-      .Then("frmAsk", ClickOn("cmdStop"));
-  Convert();
-  window_->close();
-  ConvertByHost(run::kAskEachTime, {run::kAskNo, run::kAskYes, run::kAskStop});
-  ExpectSameRowsAndSoundFiles();
-}
-
-TEST_F(FilesTest, AReadOnlyDatabaseEndsTheStart) {
-  fs::permissions(by_window_.path() / "FOLVANE.MDB", fs::perms::owner_read);
+TEST_F(FilesTest, ADatabaseThatCannotBeUsedEndsTheStart) {
+  const fs::path path = by_window_.path() / "FOLVANE.MDB";
+  fs::permissions(path, fs::perms::owner_read);
   EXPECT_FALSE(Open(engine_));
   ASSERT_EQ(dialogs.boxes.notices.size(), 1u);
   EXPECT_TRUE(dialogs.boxes.notices[0].starts_with("The comparables database is locked"));
-}
-
-TEST_F(FilesTest, AFileThatIsNoDatabaseIsNamed) {
-  std::ofstream(by_window_.path() / "FOLVANE.MDB") << "no database";
+  fs::remove(path);
+  std::ofstream(path) << "no database";
   EXPECT_FALSE(Open(engine_));
   ASSERT_EQ(dialogs.failures.size(), 1u);
   EXPECT_NE(dialogs.failures[0].find("FOLVANE.MDB"), std::string::npos) << dialogs.failures[0];

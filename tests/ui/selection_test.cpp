@@ -19,7 +19,7 @@ class SelectionTest : public test::MemoryWindowTest {
   std::string Box(std::string_view name) { return ui::FromQt(Get<QLineEdit>(name).text()); }
 };
 
-TEST_F(SelectionTest, SourceTakesTheDirectoryOnly) {
+TEST_F(SelectionTest, SourceTakesTheDirectoryTargetTheNameToo) {
   ASSERT_TRUE(Open());
   test::TemporaryDirectory there;
   Get<QLineEdit>("txtCompPath").setText(ui::ToQt(common::DisplayPath(there.path())));
@@ -28,19 +28,13 @@ TEST_F(SelectionTest, SourceTakesTheDirectoryOnly) {
   EXPECT_EQ(chooser.title, "Select 'Comps.dbf','Photo.dbf', or 'Central.Dbf'-then select 'Open'");
   EXPECT_EQ(chooser.filter, "Data Files (*.dbf)|*.dbf");
   EXPECT_EQ(chooser.directory, there.path());
-  EXPECT_EQ(Box("txtCompPath"), "\\HOME\\USER\\DATA\\");
-  EXPECT_EQ(Box("txtcompfilename"), "COMPS.DBF");
-}
-
-TEST_F(SelectionTest, TargetTakesDirectoryAndName) {
-  ASSERT_TRUE(Open());
   chooser.chosen = "/home/user/folvane.mdb";
   test::Click(*window_, "cmdTarget");
   EXPECT_EQ(chooser.title, "Select 'Folvane.mdb' and then select 'Open'");
   EXPECT_EQ(chooser.filter, "Data Files (*.mdb)|*.mdb");
   EXPECT_FALSE(chooser.directory) << "C:\\DST does not exist";
-  EXPECT_EQ(Box("txtCompsPath"), "\\HOME\\USER\\");
-  EXPECT_EQ(Box("txtcompsfilename"), "FOLVANE.MDB");
+  EXPECT_EQ(Box("txtCompPath") + " " + Box("txtcompfilename"), "\\HOME\\USER\\DATA\\ COMPS.DBF");
+  EXPECT_EQ(Box("txtCompsPath") + " " + Box("txtcompsfilename"), "\\HOME\\USER\\ FOLVANE.MDB");
 }
 
 TEST_F(SelectionTest, CancelAndErrorsKeepTheBoxes) {
@@ -58,17 +52,12 @@ TEST_F(SelectionTest, CancelAndErrorsKeepTheBoxes) {
 }
 
 TEST(SplitChosenFile, CutsAtTheFirstDotAndJoinsAgain) {
-  struct Case {
-    const char* file;
-    const char* directory;
-    const char* name;
-  };
-  for (const Case& row : {Case{"/data/target", "\\DATA\\", "TARGET."},
-                          Case{"C:\\OLD.DIR\\FOLVANE.MDB", "C:\\", "OLD.DIR\\FOLVANE.MDB"},
-                          Case{"/old.dir/comps.dbf", "\\", "OLD.DIR\\COMPS.DBF"}}) {
-    const ui::Selection selection = ui::SplitChosenFile(row.file);
-    EXPECT_EQ(selection.directory, row.directory) << row.file;
-    EXPECT_EQ(selection.file_name, row.name) << row.file;
+  for (const auto& [file, directory, name] : {std::array{"/data/target", "\\DATA\\", "TARGET."},
+                                              {"C:\\OLD.DIR\\FOLVANE.MDB", "C:\\", "OLD.DIR\\FOLVANE.MDB"},
+                                              {"/old.dir/comps.dbf", "\\", "OLD.DIR\\COMPS.DBF"}}) {
+    const ui::Selection selection = ui::SplitChosenFile(file);
+    EXPECT_EQ(selection.directory, directory);
+    EXPECT_EQ(selection.file_name, name);
   }
 }
 

@@ -4,32 +4,35 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QRadioButton>
+#include <gmock/gmock.h>
 
 #include "common/error.h"
-#include "ui/bound_widgets.h"
+#include "ui/main_form.h"
 #include "ui/scripted_window.h"
 
 namespace corvix {
 namespace {
 
 using test::MemoryWindowTest;
+using testing::ElementsAre;
+using testing::StartsWith;
 
-constexpr std::string_view kLocked =
-    "The comparables database is locked (possibly by another user on a network) OR the database may be "
-    "damaged.  Correct and try again.";
-
-using StartTest = MemoryWindowTest;
+class StartTest : public MemoryWindowTest {
+ protected:
+  std::string Boxes() {
+    std::string texts;
+    for (const char* name : {"txtCompPath", "txtcompfilename", "txtCompsPath", "txtcompsfilename"})
+      texts += (texts.empty() ? "" : "|") + ui::FromQt(Get<QLineEdit>(name).text());
+    return texts;
+  }
+};
 
 TEST_F(StartTest, ShowsTheSettingsAndTheDefaults) {
   auto* window = Open();
   ASSERT_TRUE(window);
   EXPECT_EQ(window->windowTitle().toStdString(), "Corvix - Version 7.1.14");
   EXPECT_EQ(window->pos(), QPoint(0, 0));
-  EXPECT_EQ(Get<QLineEdit>("txtCompPath").text(), "C:\\SRC\\");
-  EXPECT_EQ(Get<QLineEdit>("txtcompfilename").text(), "COMPS.DBF");
-  EXPECT_EQ(Get<QLineEdit>("txtCompsPath").text(), "C:\\DST\\");
-  EXPECT_EQ(Get<QLineEdit>("txtcompsfilename").text(), "FOLVANE.MDB");
-  EXPECT_TRUE(Get<QRadioButton>("optdup(2)").isChecked());
+  EXPECT_EQ(Boxes(), "C:\\SRC\\|COMPS.DBF|C:\\DST\\|FOLVANE.MDB");
   EXPECT_EQ(window->values().DupMode, run::kAskEachTime);
   EXPECT_EQ(window->values().ConvertPhotosFlag, 1);
   EXPECT_EQ(Get<QProgressBar>("gauprogress").maximum(), 100);
@@ -39,86 +42,72 @@ TEST_F(StartTest, ShowsTheSettingsAndTheDefaults) {
 
 struct Preferences : test::NamedCase {
   std::string ini;
-  int checked;  ///< option, or -1
+  std::string options;  ///< which are on
   std::int16_t dup_mode;
   Qt::CheckState photos;
-  std::string saved;  ///< DUPLICATE0, 1, 2 and CONVERTPHOTOS
 };
 
-class PreferencesTest : public MemoryWindowTest, public testing::WithParamInterface<Preferences> {};
+class PreferencesTest : public StartTest, public testing::WithParamInterface<Preferences> {};
 
 TEST_P(PreferencesTest, SetTheRunAndAreSaved) {
   const Preferences& wanted = GetParam();
   WriteIni("CORVIX.INI", "[PREFERENCES]\r\n" + wanted.ini);
   auto* window = Open();
   ASSERT_TRUE(window);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(Get<QRadioButton>("optdup(" + std::to_string(i) + ")").isChecked(), i == wanted.checked) << i;
-  }
+  std::string options;
+  for (const auto name : ui::kDuplicateOptions) options += Get<QRadioButton>(name).isChecked() ? '1' : '0';
+  EXPECT_EQ(options, wanted.options);
   EXPECT_EQ(window->values().DupMode, wanted.dup_mode);
   EXPECT_EQ(Get<QCheckBox>("ckbconvertphotos").checkState(), wanted.photos);
   EXPECT_EQ(window->values().ConvertPhotosFlag, wanted.photos == Qt::Unchecked ? 0 : 1);
   window->close();
-  std::string saved;
-  for (const char* key : {"DUPLICATE0=", "DUPLICATE1=", "DUPLICATE2=", "CONVERTPHOTOS="}) {
-    const std::string text = ReadIni("CORVIX.INI");
-    const auto at = text.find(key);
-    ASSERT_NE(at, std::string::npos) << key;
-    saved += text[at + std::string_view(key).size()];
+  for (std::size_t i = 0; i < options.size(); ++i) {
+    EXPECT_NE(ReadIni("CORVIX.INI").find("DUPLICATE" + std::to_string(i) + "=" + options[i]),
+              std::string::npos);
   }
-  EXPECT_EQ(saved, wanted.saved);
+  EXPECT_NE(ReadIni("CORVIX.INI").find(wanted.photos == Qt::Unchecked ? "PHOTOS=0" : "PHOTOS=1"),
+            std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Values, PreferencesTest,
-    testing::Values(
-        Preferences{"First", "DUPLICATE0=1\r\nDUPLICATE1=0\r\nDUPLICATE2=0\r\nCONVERTPHOTOS=0\r\n", 0, 0,
-                    Qt::Unchecked, "1000"},
-        Preferences{"HighestWins", "DUPLICATE0=1\r\nDUPLICATE2=1\r\nCONVERTPHOTOS=2\r\n", 2, 2,
-                    Qt::PartiallyChecked, "0011"},
-        Preferences{"NoneSelected", "DUPLICATE2=0\r\nCONVERTPHOTOS=x\r\n", -1, 0, Qt::Unchecked, "0000"},
-        Preferences{"OddValues", "DUPLICATE1=00\r\nDUPLICATE2= 0 \r\nCONVERTPHOTOS=7\r\n", 1, 1, Qt::Checked,
-                    "0101"}),
+    testing::Values(Preferences{"First", "DUPLICATE0=1\nDUPLICATE1=0\nDUPLICATE2=0\nCONVERTPHOTOS=0", "100",
+                                0, Qt::Unchecked},
+                    Preferences{"HighestWins", "DUPLICATE0=1\nDUPLICATE2=1\nCONVERTPHOTOS=2", "001", 2,
+                                Qt::PartiallyChecked},
+                    Preferences{"NoneSelected", "DUPLICATE2= 0 \nCONVERTPHOTOS=x", "000", 0, Qt::Unchecked},
+                    Preferences{"ZerosAreOn", "DUPLICATE1=00\nDUPLICATE2=0\nCONVERTPHOTOS= 1 of 2", "010", 1,
+                                Qt::Checked},
+                    Preferences{"EmptyIsOn", "DUPLICATE0=\nDUPLICATE2=0\nCONVERTPHOTOS=", "100", 0,
+                                Qt::Unchecked},
+                    Preferences{"NoState", "CONVERTPHOTOS=3", "001", 2, Qt::Checked},
+                    Preferences{"Negative", "CONVERTPHOTOS=-1", "001", 2, Qt::Checked},
+                    Preferences{"TooLarge", "CONVERTPHOTOS=99999", "001", 2, Qt::Checked}),
     test::kCaseName);
 
 TEST_F(StartTest, ASecondStartFindsWhatTheFirstSaved) {
+  WriteIni("CORVIX.INI", "[PREFERENCES]\r\nCONVERTPHOTOS=2\r\n");
   auto* window = Open();
   ASSERT_TRUE(window);
   QTest::mouseClick(&Get<QRadioButton>("optdup(1)"), Qt::LeftButton, {}, QPoint(8, 8));
-  QTest::mouseClick(&Get<QCheckBox>("ckbconvertphotos"), Qt::LeftButton, {}, QPoint(6, 6));
+  for (const auto state : {Qt::Unchecked, Qt::Checked, Qt::Unchecked}) {  // a click turns grey into unchecked
+    QTest::mouseClick(&Get<QCheckBox>("ckbconvertphotos"), Qt::LeftButton, {}, QPoint(6, 6));
+    EXPECT_EQ(Get<QCheckBox>("ckbconvertphotos").checkState(), state);
+  }
   Get<QLineEdit>("txtcompfilename").setText("OTHER.DBF");
-  Get<QLineEdit>("txtcompsfilename").setText("UNSAVED.MDB");
-  EXPECT_EQ(window->values().DupMode, run::kKeepTarget);
-  EXPECT_EQ(window->values().ConvertPhotosFlag, 0);
+  for (const char* unsaved : {"txtcompsfilename", "txtCompPath", "txtCompsPath"})
+    Get<QLineEdit>(unsaved).setText("UNSAVED");
   window->close();
+  EXPECT_EQ(ReadIni("CORVIX.INI"),
+            "[PREFERENCES]\r\nCONVERTPHOTOS=0\r\nDUPLICATE0=0\r\nDUPLICATE1=1\r\nDUPLICATE2=0\r\n"
+            "[DIRECTORIES]\r\nDATAFILE=OTHER.DBF\r\n");
+  EXPECT_EQ(ReadIni("ZELTA.INI"), "[DIRECTORIES]\r\nDATADIR=C:\\DST\\\r\n");
 
   window = Open();
   ASSERT_TRUE(window);
   EXPECT_EQ(window->values().DupMode, run::kKeepTarget);
   EXPECT_EQ(window->values().ConvertPhotosFlag, 0);
-  EXPECT_EQ(Get<QLineEdit>("txtcompfilename").text(), "OTHER.DBF");
-  EXPECT_EQ(Get<QLineEdit>("txtcompsfilename").text(), "FOLVANE.MDB");
-  EXPECT_EQ(ReadIni("ZELTA.INI"), "[DIRECTORIES]\r\nDATADIR=C:\\DST\\\r\n");
-}
-
-TEST_F(StartTest, TheSettingsCanSwitchTheOnlyOptionOff) {
-  ASSERT_TRUE(Open());
-  auto& button = Get<QRadioButton>("optdup(2)");
-  ui::BoundOption option(button);
-  option.SetState(0);
-  EXPECT_FALSE(button.isChecked());
-  option.SetState(1);
-  EXPECT_EQ(option.State(), 1);
-}
-
-TEST_F(StartTest, AClickTurnsGreyIntoUnchecked) {
-  WriteIni("CORVIX.INI", "[PREFERENCES]\r\nCONVERTPHOTOS=2\r\n");
-  ASSERT_TRUE(Open());
-  auto& box = Get<QCheckBox>("ckbconvertphotos");
-  for (const auto state : {Qt::Unchecked, Qt::Checked, Qt::Unchecked}) {
-    QTest::mouseClick(&box, Qt::LeftButton, {}, QPoint(6, 6));
-    EXPECT_EQ(box.checkState(), state);
-  }
+  EXPECT_EQ(Boxes(), "C:\\SRC\\|OTHER.DBF|C:\\DST\\|FOLVANE.MDB");
 }
 
 TEST_F(StartTest, DirectoriesOfTheCommandLineTakeThePlaceOfTheSettings) {
@@ -133,7 +122,8 @@ TEST_F(StartTest, DirectoriesOfTheCommandLineTakeThePlaceOfTheSettings) {
 
 struct StartFailure : test::NamedCase {
   common::ErrorNumber number;  ///< raised when the database is opened; 0: a source table is missing
-  std::string notice;          ///< begins
+  std::string source;          ///< directory in the settings
+  std::string notice;          ///< begins; empty: a failure instead
   std::string failure;         ///< begins
 };
 
@@ -141,48 +131,51 @@ class StartFailureTest : public MemoryWindowTest, public testing::WithParamInter
 
 TEST_P(StartFailureTest, EndsTheProgramWithOneMessageAndSavesNothing) {
   const StartFailure& wanted = GetParam();
-  if (wanted.number == 0) {
-    WriteIni("MARVEK.INI", "[DIRECTORIES]\r\nDATADIR=C:\\EMPTY\r\n");
-  } else {
-    engine.before_open = [&](std::string_view) { throw common::Error(wanted.number); };
-  }
+  WriteIni("MARVEK.INI", "[DIRECTORIES]\nDATADIR=" + wanted.source);
+  engine.before_open = [&](std::string_view) {
+    if (wanted.number != 0) throw common::Error(wanted.number);
+  };
   EXPECT_FALSE(Open());
   EXPECT_EQ(exit_codes, std::vector<int>{1});
-  std::vector<std::string> shown = dialogs.boxes.notices;
-  EXPECT_EQ(shown.size(), wanted.notice.empty() ? 0u : 1u);
-  if (!shown.empty()) {
-    EXPECT_EQ(shown[0].substr(0, wanted.notice.size()), wanted.notice);
-  }
-  EXPECT_EQ(dialogs.failures.size(), wanted.failure.empty() ? 0u : 1u);
-  if (!dialogs.failures.empty()) {
-    EXPECT_EQ(dialogs.failures[0].substr(0, wanted.failure.size()), wanted.failure);
-  }
+  const auto one = [](const std::string& begin) { return ElementsAre(StartsWith(begin)); };
+  EXPECT_THAT(wanted.notice.empty() ? dialogs.failures : dialogs.boxes.notices,
+              one(wanted.notice + wanted.failure));
+  EXPECT_THAT(wanted.notice.empty() ? dialogs.boxes.notices : dialogs.failures, testing::IsEmpty());
   EXPECT_FALSE(std::filesystem::exists(directory.path() / "CORVIX.INI"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Causes, StartFailureTest,
     testing::Values(
-        StartFailure{"Locked", common::kFileInUse, std::string(kLocked), ""},
-        StartFailure{"MissingSource", 0,
+        StartFailure{
+            "Locked", common::kFileInUse, "C:\\SRC",
+            "The comparables database is locked (possibly by another user on a network) OR the database may "
+            "be damaged.  Correct and try again.",
+            ""},
+        StartFailure{"NoSettingsNoData", 0, "",
+                     "The file PHOTO.DBF was not found.  Please correct and try again.", ""},
+        StartFailure{"MissingSource", 0, "C:\\EMPTY",
                      "The file C:\\EMPTY\\PHOTO.DBF was not found.  Please correct and try again.", ""},
-        StartFailure{"LockedRecord", common::kRecordLocked,
-                     "The databases may be corrupt.  Please run the rebuild programs. (Double Click on the "
-                     "icons) and restart Lumivar.",
-                     ""},
-        StartFailure{"Other", common::kDamagedDatabase, "",
+        StartFailure{
+            "LockedRecord", common::kRecordLocked, "C:\\SRC",
+            "The databases may be corrupt.  Please run the rebuild programs. (Double Click on the icons) and "
+            "restart Lumivar.",
+            ""},
+        StartFailure{"Other", common::kDamagedDatabase, "C:\\SRC", "",
                      "Error # 3049 in module Connect2Sourcemdb: The file is damaged"}),
     test::kCaseName);
 
 TEST_F(StartTest, ADeviceErrorIsRetriedOrLeavesTheWindowWaiting) {
-  int calls = 0;
-  engine.before_open = [&](std::string_view) {
-    if (++calls < 3) throw common::Error(common::kDiskNotReady);
-  };
-  dialogs.boxes.device_answers = {common::DeviceAnswer::Retry, common::DeviceAnswer::Retry};
-  EXPECT_TRUE(Open());
-  EXPECT_EQ(dialogs.boxes.device_boxes.size(), 2u);
-  EXPECT_EQ(dialogs.boxes.device_boxes[0], "Disk not ready.\r\nError # 71 in module Connect2Sourcemdb.");
+  for (const auto answer : {common::DeviceAnswer::Retry, common::DeviceAnswer::Abort}) {
+    int calls = 0;
+    engine.before_open = [&](std::string_view) {
+      if (++calls < 3) throw common::Error(common::kDiskNotReady);
+    };
+    dialogs.boxes.device_answers = {answer, answer};
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(calls, answer == common::DeviceAnswer::Retry ? 3 : 1);
+    EXPECT_EQ(dialogs.boxes.device_boxes[0], "Disk not ready.\r\nError # 71 in module Connect2Sourcemdb.");
+  }
 }
 
 using QuitTest = MemoryWindowTest;
