@@ -2,6 +2,8 @@
 // tables are related (MSysRelationships). Both are ordinary tables at fixed pages.
 //
 // A Catalog is a snapshot: it reads MSysObjects once. Failures: 3049 on damage.
+//
+// docs/formats/jet4.md, "Catalogue".
 #pragma once
 
 #include <cstdint>

@@ -17,6 +17,8 @@
 //   text, memo             collation.h
 //
 // What values a column holds must be settled before: keys are built of values of the column's own type.
+//
+// docs/formats/jet4.md, "Index keys".
 #pragma once
 
 #include "core/value.h"

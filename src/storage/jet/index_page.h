@@ -24,6 +24,8 @@
 //
 // Nothing here decodes a whole page to look at one entry: the neighbours of a position are found by scanning
 // the bitmap in 64-bit words, and a search halves the used bytes.
+//
+// docs/formats/jet4.md, "Index pages".
 #pragma once
 
 #include <cstddef>

@@ -8,6 +8,8 @@
 //                    {.name = "CENTRALKEY", .type = ColumnType::Text, .length = 35}};
 //   table.indexes = {{.name = "PrimaryKey", .columns = {{"RECID"}}, .primary = true}};
 //   CreateDatabase(files, "FOLVANE.MDB", database);
+//
+// docs/formats/jet4.md, "A new database".
 #pragma once
 
 #include <cstdint>

@@ -8,6 +8,8 @@
 // address of the next one (0 ends it) and goes on with data, full cells having 4 + 4072 bytes. The cells
 // stand on data pages whose owner is "LVAL". Values of one column share pages; the column has a map of the
 // pages it owns and one of those with room.
+//
+// docs/formats/jet4.md, "Long values".
 #pragma once
 
 #include <array>

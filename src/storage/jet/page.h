@@ -17,6 +17,8 @@
 //
 // The classes are views: they own nothing and are valid as long as the bytes are. Every offset that the page
 // holds is checked when it is used; damage is error 3049 naming file and page.
+//
+// docs/formats/jet4.md, "Data pages".
 #pragma once
 
 #include <cstddef>

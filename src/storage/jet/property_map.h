@@ -7,6 +7,8 @@
 //   if (map.RulesOf("CENTRALKEY").required) ...
 //
 // Parse and Build are inverse. Column and property names are found without regard to case.
+//
+// docs/formats/jet4.md, "Properties".
 #pragma once
 
 #include <cstddef>

@@ -3,6 +3,8 @@
 // would cascade them, they are refused.
 //
 // A referring row with Null in any column of the relationship refers to nothing.
+//
+// docs/formats/jet4.md, "Relationships".
 #pragma once
 
 #include <cstddef>

@@ -11,6 +11,8 @@
 // The three parts behind the variable part exist only in tables that have (or had) variable columns. Rows
 // written before a column was added keep their smaller N and m; what they do not know is null (or false).
 // Whether a column is variable is said by its flag, not by its type.
+//
+// docs/formats/jet4.md, "Rows".
 #pragma once
 
 #include <cstddef>

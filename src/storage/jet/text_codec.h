@@ -6,6 +6,8 @@
 // empty text has no bytes.
 //
 // Lone surrogates survive in both directions (common/text.h). An odd last byte of a plain value is ignored.
+//
+// docs/formats/jet4.md, "Text".
 #pragma once
 
 #include <cstddef>

@@ -13,6 +13,8 @@
 //
 // The objects hold no copy of the bits: what they say is what the pages say, and several objects of one map
 // may be used side by side.
+//
+// docs/formats/jet4.md, "Usage maps".
 #pragma once
 
 #include <cstddef>
