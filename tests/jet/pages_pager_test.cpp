@@ -1,8 +1,6 @@
-// The pager against a model of the file: cache, spilling, savepoints, checkpoints, encoding, failing devices.
+// The pager against a model of the file: cache, spilling, savepoints, checkpoints, encoding.
 #include <gtest/gtest.h>
-#include <map>
 #include <random>
-#include <set>
 #include <vector>
 
 #include "jet/pages_scratch.h"
@@ -12,44 +10,6 @@ namespace corvix::jet {
 namespace {
 
 using Model = std::vector<PageBytes>;
-
-/// A journal that checks what the pager promises to it: images are those of the last checkpoint, and nothing
-/// is overwritten before its image is synced.
-class WatchingJournal : public PageJournal {
- public:
-  explicit WatchingJournal(std::shared_ptr<SparseFile::State> file) : file_(std::move(file)) {
-    checkpoint_ = file_->pages;
-    file_->before_write = [this](PageNumber page) {
-      EXPECT_TRUE(page >= old_pages_ || synced_.contains(page))
-          << "page " << page << " overwritten too early";
-      EXPECT_TRUE(announced_.contains(page));
-    };
-  }
-  void Begin(std::uint64_t file_length) override {
-    EXPECT_FALSE(begun_);
-    begun_ = true;
-    old_pages_ = file_length / kPageSize;
-  }
-  void Save(PageNumber page, storage::ByteView image) override {
-    EXPECT_TRUE(begun_ && page < old_pages_);
-    EXPECT_TRUE(std::ranges::equal(image, checkpoint_[page])) << "image of page " << page;
-    EXPECT_TRUE(saved_.insert(page).second) << "page " << page << " saved twice";
-  }
-  void Announce(PageNumber page, storage::ByteView) override { announced_.insert(page); }
-  void Sync() override { synced_ = saved_; }
-  void Reset() override {
-    begun_ = false;
-    checkpoint_ = file_->pages;
-    saved_.clear(), synced_.clear(), announced_.clear();
-  }
-
- private:
-  std::shared_ptr<SparseFile::State> file_;
-  std::map<std::uint64_t, PageBytes> checkpoint_;
-  std::set<PageNumber> saved_, synced_, announced_;
-  std::uint64_t old_pages_ = 0;
-  bool begun_ = false;
-};
 
 class PagerHistory : public testing::TestWithParam<std::uint32_t> {};  // the database key
 
@@ -61,8 +21,7 @@ TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
   auto file = std::make_shared<SparseFile::State>();
   Model model;
   {
-    Pager pager(std::make_unique<SparseFile>(file), "A.MDB", {16 * kPageSize, false},
-                std::make_unique<WatchingJournal>(file));
+    Pager pager(std::make_unique<SparseFile>(file), "A.MDB", {16 * kPageSize, false});
     pager.SetDatabaseKey(GetParam());
     std::vector<PageView> held;
     for (int round = 0; round < 1500; ++round) {
@@ -134,31 +93,6 @@ TEST(Pager, RefusesWhatTheFileCannotGive) {
   full.Append();
   EXPECT_EQ(ErrorOf([&] { full.Append(); }), common::kDiskFull);
   EXPECT_EQ(full.page_count(), kMaxFileSize / kPageSize);
-}
-
-TEST(Pager, AFailedCheckpointLosesNothingAndCanBeRepeated) {
-  for (int failing = 0; failing < 21; ++failing) {
-    auto file = std::make_shared<SparseFile::State>();
-    Pager pager(std::make_unique<SparseFile>(file), "A.MDB", {64 * kPageSize, false});
-    int operations = 0;
-    const auto fail = [&] {
-      if (operations++ == failing) throw common::Error(common::kDiskFull);
-    };
-    file->before_write = [&](PageNumber) { fail(); };
-    file->on_sync = fail;
-    for (std::byte i{1}; i <= std::byte{20}; i = std::byte(std::to_integer<int>(i) + 1)) {
-      pager.Append().bytes()[5] = i;
-    }
-    const auto error = ErrorOf([&] { pager.Checkpoint(); });
-    EXPECT_EQ(error, common::kDiskFull) << failing;
-    EXPECT_TRUE(pager.dirty());
-    pager.Edit(7).bytes()[6] = std::byte{99};
-    pager.Checkpoint();
-    ASSERT_EQ(file->pages.size(), 20u);
-    for (const auto& [page, bytes] : file->pages)
-      EXPECT_EQ(std::to_integer<std::uint64_t>(bytes[5]), page + 1);
-    EXPECT_EQ(file->pages[7][6], std::byte{99});
-  }
 }
 
 }  // namespace

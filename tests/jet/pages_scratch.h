@@ -24,14 +24,12 @@ namespace corvix::jet {
 
 using PageBytes = std::array<std::byte, kPageSize>;
 
-/// A file of whole pages; pages never written read as zeros. `before_write` may throw.
+/// A file of whole pages; pages never written read as zeros.
 class SparseFile : public storage::File {
  public:
   struct State {
     std::map<std::uint64_t, PageBytes> pages;
     std::uint64_t size = 0;
-    std::function<void(PageNumber)> before_write = [](PageNumber) {};
-    std::function<void()> on_sync = [] {};
   };
   explicit SparseFile(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
@@ -48,7 +46,6 @@ class SparseFile : public storage::File {
   void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
     for (std::size_t at = 0; at < bytes.size(); at += kPageSize) {
       const std::uint64_t page = (offset + at) / kPageSize;
-      state_->before_write(static_cast<PageNumber>(page));
       const auto part = bytes.subspan(at, kPageSize);
       if (std::ranges::all_of(part, [](std::byte byte) { return byte == std::byte{0}; })) {
         state_->pages.erase(page);
@@ -59,7 +56,7 @@ class SparseFile : public storage::File {
     state_->size = std::max(state_->size, offset + bytes.size());
   }
   void Truncate(std::uint64_t size) override { state_->size = size; }
-  void Sync() override { state_->on_sync(); }
+  void Sync() override {}
   bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override { return true; }
   void Unlock(std::uint64_t, std::uint64_t) override {}
 
