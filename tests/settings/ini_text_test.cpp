@@ -35,29 +35,22 @@ TEST(IniText, ReadsAsTheProfileOperationsDo) {
   const struct {
     const char* section;
     const char* key;
-    std::optional<std::string> value;
-  } kCases[] = {{"Main", "name", "first"},
-                {"MAIN", "Name", "first"},
-                {" main ", " NAME ", "first"},
-                {"Main", "empty", ""},
-                {"Main", "blank", ""},
-                {"Main", "quoted", "  padded  "},
-                {"Main", "single", "it''s"},
-                {"Main", "open", "\"half"},
-                {"Main", "lone", "\""},
-                {"Main", "semicolon", "a;b = c"},
-                {"Main", "TWO WORDS", "yes"},
-                {"Main", "other", std::nullopt},
-                {"Main", "; name", std::nullopt},
-                {"Main", "no equals sign", std::nullopt},
-                {"Main", "late", std::nullopt},
-                {"Main", "stray", std::nullopt},
-                {"Other", "name", "elsewhere"},
-                {"Other", "empty", std::nullopt},
-                {"br]ack", "last", "end"},
-                {"Nowhere", "name", std::nullopt}};
+    const char* value;
+  } kCases[] = {{"Main", "name", "first"},     {"MAIN", "Name", "first"},
+                {" main ", " NAME ", "first"}, {"Main", "empty", ""},
+                {"Main", "blank", ""},         {"Main", "quoted", "  padded  "},
+                {"Main", "single", "it''s"},   {"Main", "open", "\"half"},
+                {"Main", "lone", "\""},        {"Main", "semicolon", "a;b = c"},
+                {"Main", "TWO WORDS", "yes"},  {"Other", "name", "elsewhere"},
+                {"br]ack", "last", "end"}};
   for (const auto& [section, key, value] : kCases) {
     EXPECT_EQ(FindIniValue(kText, section, key), value) << section << "/" << key;
+  }
+  const std::pair<const char*, const char*> kMissing[] = {
+      {"Main", "other"}, {"Main", "; name"}, {"Main", "no equals sign"}, {"Main", "late"},
+      {"Main", "stray"}, {"Other", "empty"}, {"Nowhere", "name"}};
+  for (const auto& [section, key] : kMissing) {
+    EXPECT_EQ(FindIniValue(kText, section, key), std::nullopt) << section << "/" << key;
   }
 }
 

@@ -1,6 +1,7 @@
 // The about box and the message boxes, as real windows.
 #include <QAction>
 #include <QMessageBox>
+#include <array>
 
 #include "ui/about_box.h"
 #include "ui/message_boxes.h"
@@ -11,39 +12,29 @@ namespace {
 
 using test::ModalScript;
 
-struct AboutCase : test::NamedCase {
-  std::string marvek;
-  std::string zelta;
-  std::string product_line;
-};
+using AboutTest = test::MemoryWindowTest;
 
-class AboutTest : public test::MemoryWindowTest, public testing::WithParamInterface<AboutCase> {};
-
-TEST_P(AboutTest, ShowsTheProductLineAndTheProgramsVersion) {
-  const AboutCase& wanted = GetParam();
+TEST_F(AboutTest, ShowsTheProductLineAndTheProgramsVersion) {
+  const std::string built_in = "Corvix - Convert Quorvex Data to Folvane (Vistrel)";
   ASSERT_TRUE(Open());
-  WriteIni("MARVEK.INI", wanted.marvek);
-  WriteIni("ZELTA.INI", wanted.zelta);
-  ModalScript script;
-  script.Then("frmAboutBox", [&](QWidget& dialog) {
-    EXPECT_EQ(dialog.windowTitle(), "About ");
-    EXPECT_EQ(ui::Control<QLabel>(dialog, "lblProgramAlias").text().toStdString(), wanted.product_line);
-    EXPECT_EQ(ui::Control<QLabel>(dialog, "LblVersion").text(), "Version 7.1.14");
-    test::Click(dialog, "Cmd_OK");
-    EXPECT_FALSE(dialog.isVisible());
-  });
-  window_->findChild<QAction*>("HelpMenuItem(1)")->trigger();
+  for (const auto& [marker, alias, product_line] :
+       {std::array<std::string, 3>{"", "", built_in},
+        {"VERSION=A", "", "Quorvex Vistrel"},
+        {"VERSION=a", "quorvex vistrel=Other", built_in},
+        {"VERSION=A", "quorvex vistrel=Other & Line", "Other & Line"}}) {
+    WriteIni("MARVEK.INI", "[PROGRAM ALIAS]\r\n" + marker);
+    WriteIni("ZELTA.INI", "[Program Alias]\r\n" + alias);
+    ModalScript script;
+    script.Then("frmAboutBox", [&](QWidget& dialog) {
+      EXPECT_EQ(dialog.windowTitle(), "About ");
+      EXPECT_EQ(ui::Control<QLabel>(dialog, "lblProgramAlias").text().toStdString(), product_line) << marker;
+      EXPECT_EQ(ui::Control<QLabel>(dialog, "LblVersion").text(), "Version 7.1.14");
+      test::Click(dialog, "Cmd_OK");
+      EXPECT_FALSE(dialog.isVisible());
+    });
+    window_->findChild<QAction*>("HelpMenuItem(1)")->trigger();
+  }
 }
-
-constexpr const char* kBuiltIn = "Corvix - Convert Quorvex Data to Folvane (Vistrel)";
-INSTANTIATE_TEST_SUITE_P(
-    Markers, AboutTest,
-    testing::Values(AboutCase{"NoMarker", "", "", kBuiltIn},
-                    AboutCase{"Marker", "[PROGRAM ALIAS]\r\nVERSION=A\r\n", "", "Quorvex Vistrel"},
-                    AboutCase{"LowerCaseMarker", "[PROGRAM ALIAS]\r\nVERSION=a\r\n", "", kBuiltIn},
-                    AboutCase{"MarkerAndAlias", "[PROGRAM ALIAS]\r\nVERSION=A\r\n",
-                              "[Program Alias]\r\nquorvex vistrel=Other & Line\r\n", "Other & Line"}),
-    test::kCaseName);
 
 static_assert(ui::CentredEdge(28800, 6480) == 11160);
 static_assert(ui::CentredEdge(16201, 2370) == 6915, "the remainder is dropped");

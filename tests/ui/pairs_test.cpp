@@ -4,11 +4,10 @@
 
 #include <QCheckBox>
 #include <QRadioButton>
-#include <cstdio>
-#include <memory>
 #include <sstream>
 
 #include "storage/engine/file_engine.h"
+#include "ui/command_line.h"
 #include "ui/scripted_window.h"
 
 namespace corvix {
@@ -69,28 +68,13 @@ class WindowPairsTest : public test::WindowTest, public testing::WithParamInterf
                                                : text.substr(0, 1) + "\n";
       }
     }
-    std::ofstream(directory.path() / "answers") << answers;
-    const json result = json::parse(
-        Output("convert --json --source '" + (GetParam().folder() / step.value("source", "source")).string() +
-               "' --target '" + by_command_.path().string() + "' --duplicates " +
-               step["duplicates"].get<std::string>() + (step["photos"] ? "" : " --no-photos") + " < '" +
-               (directory.path() / "answers").string() + "'"));
+    const std::string source = (GetParam().folder() / step.value("source", "source")).string();
+    const std::string policy = step["duplicates"].get<std::string>() + (step["photos"] ? "" : " --no-photos");
+    const json result =
+        json::parse(test::CommandLine("convert --json --source '" + source + "' --target '" +
+                                          by_command_.path().string() + "' --duplicates " + policy,
+                                      answers));
     EXPECT_EQ(result["messages"], step["expect"]["messages"]);
-  }
-
-  /// What the command line prints.
-  static std::string Output(const std::string& arguments) {
-    const std::string command = "'" CORVIX_CLI "' " + arguments + " 2>/dev/null";
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
-    std::string output;
-    std::array<char, 65536> buffer;
-    for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0;)
-      output.append(buffer.data(), n);
-    return output;
-  }
-
-  static std::string Rows(const fs::path& database) {
-    return Output("dump '" + database.string() + "' COMPS");
   }
 
   storage::PosixFileSystem files_;
@@ -100,14 +84,13 @@ class WindowPairsTest : public test::WindowTest, public testing::WithParamInterf
 };
 
 TEST_P(WindowPairsTest, WindowAndCommandLineStoreTheExpectedRows) {
-  const fs::path window_target = test::CopyTarget(GetParam(), by_window_.path());
-  const fs::path command_target = test::CopyTarget(GetParam(), by_command_.path());
+  for (const fs::path& office : {by_window_.path(), by_command_.path()}) test::CopyTarget(GetParam(), office);
   for (const json& step : test::StepsOf(GetParam())) {
     ConvertInTheWindow(step);
     ConvertOnTheCommandLine(step);
   }
-  const std::string rows = Rows(window_target);
-  EXPECT_EQ(rows, Rows(command_target));
+  const std::string rows = test::RowsOf(by_window_.path());
+  EXPECT_EQ(rows, test::RowsOf(by_command_.path()));
   std::vector<json> got;
   std::istringstream lines(rows);
   for (std::string line; std::getline(lines, line);) got.push_back(json::parse(line));
