@@ -69,16 +69,22 @@ TEST(JetDatabase, RefusesFilesThatAreNoSoundDatabase) {
   struct Case {
     const char* name;
     common::ErrorNumber number;
+    const char* message;
     void (*damage)(std::vector<std::byte>& file);
   };
+  using common::kDamagedDatabase, common::kUnrecognizedFormat;
   const Case cases[] = {
-      {"empty", common::kUnrecognizedFormat, [](auto& file) { file.clear(); }},
-      {"text", common::kUnrecognizedFormat, [](auto& file) { std::ranges::fill(file, std::byte{'x'}); }},
-      {"later version", common::kUnrecognizedFormat, [](auto& file) { file[0x14] = std::byte{2}; }},
-      {"cut", common::kDamagedDatabase, [](auto& file) { file.resize(file.size() - 100); }},
-      {"cut by pages", common::kDamagedDatabase, [](auto& file) { file.resize(2 * kPageSize); }},
-      {"password", common::kNotAPassword, [](auto& file) { file[0x42] ^= std::byte{'s'}; }},
-      {"catalogue gone", common::kDamagedDatabase,
+      {"empty", kUnrecognizedFormat, "too short", [](auto& file) { file.clear(); }},
+      {"text", kUnrecognizedFormat, "not an Access database",
+       [](auto& file) { std::ranges::fill(file, std::byte{'x'}); }},
+      {"Access 97", kUnrecognizedFormat, "Access 97 or older", [](auto& file) { file[0x14] = std::byte{0}; }},
+      {"later", kUnrecognizedFormat, "later version", [](auto& file) { file[0x14] = std::byte{2}; }},
+      {"ACE", kUnrecognizedFormat, "later version",
+       [](auto& file) { std::ranges::copy(storage::AsBytes("ACE"), file.begin() + 13); }},
+      {"cut", kDamagedDatabase, "", [](auto& file) { file.resize(file.size() - 100); }},
+      {"cut by pages", kDamagedDatabase, "", [](auto& file) { file.resize(2 * kPageSize); }},
+      {"password", common::kNotAPassword, "password", [](auto& file) { file[0x42] ^= std::byte{'s'}; }},
+      {"catalogue gone", kDamagedDatabase, "page 2",
        [](auto& file) { std::fill_n(file.begin() + 2 * kPageSize, kPageSize, std::byte{0}); }},
   };
   for (const Case& c : cases) {
@@ -88,7 +94,7 @@ TEST(JetDatabase, RefusesFilesThatAreNoSoundDatabase) {
     const auto before = files.Contents(kFile);
     const common::Error error = OpenError(files, kFile);
     EXPECT_EQ(error.number(), c.number) << c.name << ": " << error.what();
-    EXPECT_THAT(error.what(), HasSubstr("FOLVANE.MDB")) << c.name;
+    EXPECT_THAT(error.what(), testing::AllOf(HasSubstr("FOLVANE.MDB"), HasSubstr(c.message))) << c.name;
     EXPECT_EQ(files.Contents(kFile), before) << c.name;
   }
 }

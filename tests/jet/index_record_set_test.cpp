@@ -24,34 +24,6 @@ using test::Tables;
 using test::Text;
 using testing::HasSubstr;
 
-TEST(JetRecordSet, TellsItsFields) {
-  Tables tables(corvix::sample::FolvaneSchema({.photos_is_text = true, .allow_zero_length = false}));
-  const auto comps = tables.Set("comps");
-  const auto fields = comps->Fields();
-  ASSERT_EQ(fields.size(), 35u);
-  struct Case {
-    std::string_view name;
-    core::FieldType type;
-    std::int32_t size;
-  };
-  const Case cases[] = {{"RecId", core::FieldType::Long, 4},    {"centralkey", core::FieldType::Text, 35},
-                        {"SALEDATE", core::FieldType::Date, 8}, {"bath", core::FieldType::Single, 4},
-                        {"gla", core::FieldType::Double, 8},    {"garage", core::FieldType::Integer, 2},
-                        {"Pool", core::FieldType::YesNo, 1},    {"comments", core::FieldType::Memo, 0},
-                        {"photos", core::FieldType::Text, 255}, {"adjusted", core::FieldType::Currency, 8}};
-  for (const Case& c : cases) {
-    const core::Field& field = fields[At(*comps, c.name)];
-    EXPECT_EQ(field.type, c.type) << c.name;
-    EXPECT_EQ(field.size, c.size) << c.name;
-  }
-  EXPECT_EQ(fields[0].name, "RECID");
-  EXPECT_TRUE(fields[0].autonumber);
-  EXPECT_FALSE(fields[At(*comps, "City")].allow_zero_length);
-  EXPECT_TRUE(fields[At(*comps, "GLA")].allow_zero_length);
-  EXPECT_EQ(comps->FindField("CENTRALKE"), std::nullopt);
-  EXPECT_EQ(comps->FindField(""), std::nullopt);
-}
-
 /// Every type of key: the order of its index, and a seek by text.
 TEST(JetRecordSet, SeeksAndOrdersByEveryType) {
   struct Case {

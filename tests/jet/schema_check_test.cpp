@@ -78,62 +78,39 @@ TEST(CheckDatabase, SharedFilesHaveTheFaultsThatAreKnownAndNoOthers) {
   EXPECT_EQ(entries, 31400U);
 }
 
-// A sound file in memory, and where its structures lie.
-class Damage : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    storage::MemoryFileSystem files;
-    test::MakeSample(files, "sample.mdb", 800);
-    sound_ = new Bytes(files.Contents("sample.mdb"));
-    const auto pager = test::OpenPager(files, "sample.mdb");
-    const Catalog catalog(*pager);
-    tables_ = new std::map<std::string, TableDefinition>;
-    for (const CatalogObject& object : catalog.objects()) {
-      if (object.IsTable())
-        tables_->emplace(object.name, ReadTableDefinition(*pager, object.DefinitionPage()));
-    }
-    comps_data_ = *UsageMap(*pager, Table("COMPS").owned_pages).First();
-    kinds_data_ = *UsageMap(*pager, Table("Kinds").owned_pages).First();
-    story_page_ = *UsageMap(*pager, Table("Kinds").FindLongValues(11)->owned).First();
-  }
-  static void TearDownTestSuite() {
-    delete sound_;
-    delete tables_;
-  }
+ByteSpan PageOf(Bytes& bytes, PageNumber page) {
+  return storage::Slice(ByteSpan(bytes), page * kPageSize, kPageSize);
+}
 
-  static const TableDefinition& Table(const std::string& name) { return tables_->at(name); }
-  static ByteSpan PageOf(Bytes& bytes, PageNumber page) {
-    return storage::Slice(ByteSpan(bytes), page * kPageSize, kPageSize);
-  }
-  static std::size_t CellOffset(ByteSpan page, std::size_t row) {
-    return ReadLittle<std::uint16_t>(page, data_page::kRowTable + 2 * row) & data_page::kOffsetMask;
-  }
-  static PageNumber RootOf(const std::string& table, const std::string& index) {
-    const TableDefinition& definition = Table(table);
-    return definition.real_indexes[definition.FindIndex(index)->real_index].root;
-  }
-  // The first leaf below a root that is a node.
-  static PageNumber FirstLeaf(Bytes& bytes, PageNumber root) {
-    const ByteSpan page = PageOf(bytes, root);
-    std::size_t end = 1;  // of the first entry
-    while ((std::to_integer<unsigned>(page[index_page::kBitmap + end / 8]) >> (end % 8) & 1) == 0) ++end;
-    return storage::ReadBig<std::uint32_t>(page, index_page::kEntries + end - 4);
-  }
+std::size_t CellOffset(ByteSpan page, std::size_t row) {
+  return ReadLittle<std::uint16_t>(page, data_page::kRowTable + 2 * row) & data_page::kOffsetMask;
+}
 
-  static Bytes* sound_;
-  static std::map<std::string, TableDefinition>* tables_;
-  static PageNumber comps_data_;
-  static PageNumber kinds_data_;
-  static PageNumber story_page_;
-};
+// The first leaf below a root that is a node.
+PageNumber FirstLeaf(Bytes& bytes, PageNumber root) {
+  const ByteSpan page = PageOf(bytes, root);
+  std::size_t end = 1;  // of the first entry
+  while ((std::to_integer<unsigned>(page[index_page::kBitmap + end / 8]) >> (end % 8) & 1) == 0) ++end;
+  return storage::ReadBig<std::uint32_t>(page, index_page::kEntries + end - 4);
+}
 
-Bytes* Damage::sound_ = nullptr;
-std::map<std::string, TableDefinition>* Damage::tables_ = nullptr;
-PageNumber Damage::comps_data_ = 0;
-PageNumber Damage::kinds_data_ = 0;
-PageNumber Damage::story_page_ = 0;
-
-TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
+TEST(CheckDatabase, FindsAndNamesDamageOfEachStructure) {
+  storage::MemoryFileSystem files;
+  test::MakeSample(files, "sample.mdb", 800);
+  const Bytes sound = files.Contents("sample.mdb");
+  const auto pager = test::OpenPager(files, "sample.mdb");
+  const Catalog catalog(*pager);
+  std::map<std::string, TableDefinition> tables;
+  for (const CatalogObject& object : catalog.objects()) {
+    if (object.IsTable()) tables.emplace(object.name, ReadTableDefinition(*pager, object.DefinitionPage()));
+  }
+  const auto table = [&](const std::string& name) -> const TableDefinition& { return tables.at(name); };
+  const auto root_of = [&](const std::string& name, const std::string& index) {
+    return table(name).real_indexes[table(name).FindIndex(index)->real_index].root;
+  };
+  const PageNumber comps_data = *UsageMap(*pager, table("COMPS").owned_pages).First();
+  const PageNumber kinds_data = *UsageMap(*pager, table("Kinds").owned_pages).First();
+  const PageNumber story_page = *UsageMap(*pager, table("Kinds").FindLongValues(11)->owned).First();
   const auto flip = [](ByteSpan bytes, std::size_t offset, unsigned bits) {
     bytes[offset] ^= std::byte(bits);
   };
@@ -143,6 +120,10 @@ TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
     ASSERT_EQ(map[0], std::byte{0}) << "the map is not inline";
     const std::size_t bit = page - ReadLittle<std::uint32_t>(map, 1);
     map[5 + bit / 8] ^= std::byte{1} << bit % 8;
+  };
+  constexpr std::size_t kFirstColumn = definition::kCounters + definition::kCounterSize;  // of MSysACEs
+  const auto set_in_aces = [](Bytes& bytes, std::size_t offset, std::uint16_t value) {
+    WriteLittle(PageOf(bytes, kAcesTable), offset, value);
   };
   struct Case {
     const char* name;
@@ -156,113 +137,124 @@ TEST_F(Damage, OfEachStructureIsFoundAndNamed) {
       {"cut in a page", [&](Bytes& b) { b.resize(b.size() - 100); }, "no whole page"},
       {"cut by pages", [&](Bytes& b) { b.resize(b.size() / 2 / kPageSize * kPageSize); },
        "beyond the end of the file"},
-      {"definition magic", [&](Bytes& b) { flip(PageOf(b, Table("COMPS").page), definition::kMagic, 1); },
+      {"definition magic", [&](Bytes& b) { flip(PageOf(b, table("COMPS").page), definition::kMagic, 1); },
        "the definition of COMPS has 0x58 at byte 12; 0x59 was expected"},
-      {"row count", [&](Bytes& b) { flip(PageOf(b, Table("COMPS").page), definition::kRowCount, 1); },
+      {"definition type", [&](Bytes& b) { set_in_aces(b, 0, 0x0103); }, "is of another type"},
+      {"definition ring", [&](Bytes& b) { set_in_aces(b, definition::kNext, 3); }, "form a ring"},
+      {"definition elsewhere", [&](Bytes& b) { set_in_aces(b, definition::kNext, 0xFFFF); },
+       "refers to this page"},
+      {"columns", [&](Bytes& b) { set_in_aces(b, definition::kColumnCount, 256); }, "claims 256 columns"},
+      {"trees", [&](Bytes& b) { set_in_aces(b, definition::kRealCount, 65535); }, "claims 65535 index trees"},
+      {"indexes", [&](Bytes& b) { set_in_aces(b, definition::kLogicalCount, 9999); }, "claims 9999 indexes"},
+      {"column type", [&](Bytes& b) { set_in_aces(b, kFirstColumn, 0x590D); }, "unknown type 13"},
+      {"column numbers", [&](Bytes& b) { set_in_aces(b, definition::kMaxColumns, 2); },
+       "where numbers end at 2"},
+      {"number twice", [&](Bytes& b) { set_in_aces(b, kFirstColumn + column_descriptor::kNumber, 3); },
+       "two columns have the number 3"},
+      {"row count", [&](Bytes& b) { flip(PageOf(b, table("COMPS").page), definition::kRowCount, 1); },
        "table COMPS is said to have 801 rows, but has 800"},
-      {"autonumber", [&](Bytes& b) { flip(PageOf(b, Table("COMPS").page), definition::kAutonumber + 1, 2); },
+      {"autonumber", [&](Bytes& b) { flip(PageOf(b, table("COMPS").page), definition::kAutonumber + 1, 2); },
        "the last number given out is said to be 288, but column RECID has 800"},
       {"fixed offset",
        [&](Bytes& b) {
-         flip(PageOf(b, Table("Children").page),
+         flip(PageOf(b, table("Children").page),
               definition::kCounters + 2 * 12 + 25 + column_descriptor::kFixedOffset, 5);
        },
        "columns Id and Parent of Children overlap"},
-      {"free field", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kFree, 8); },
+      {"free field", [&](Bytes& b) { flip(PageOf(b, comps_data), data_page::kFree, 8); },
        "bytes are free; there are"},
-      {"owner", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kOwner, 1); },
+      {"owner", [&](Bytes& b) { flip(PageOf(b, comps_data), data_page::kOwner, 1); },
        "as its owner instead of"},
-      {"slot", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kRowTable + 3, 8); },
-       "starts at byte"},
-      {"deleted", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kRowTable + 1, 0xC0); },
+      {"slot", [&](Bytes& b) { flip(PageOf(b, comps_data), data_page::kRowTable + 3, 8); }, "starts at byte"},
+      {"deleted", [&](Bytes& b) { flip(PageOf(b, comps_data), data_page::kRowTable + 1, 0xC0); },
        "there is an entry for row"},
-      {"pointer", [&](Bytes& b) { flip(PageOf(b, comps_data_), data_page::kRowTable + 1, 0x40); },
+      {"pointer", [&](Bytes& b) { flip(PageOf(b, comps_data), data_page::kRowTable + 1, 0x40); },
        "to have moved to"},
       {"row columns",
-       [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 2), 64); },
+       [&](Bytes& b) { flip(PageOf(b, comps_data), CellOffset(PageOf(b, comps_data), 2), 64); },
        "columns, the table 35"},
       {"null mask",
-       [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 2) - 5, 2); },
+       [&](Bytes& b) { flip(PageOf(b, comps_data), CellOffset(PageOf(b, comps_data), 2) - 5, 2); },
        "is not that of its values"},
       {"variable offset",
-       [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 2) - 8, 0x80); },
+       [&](Bytes& b) { flip(PageOf(b, comps_data), CellOffset(PageOf(b, comps_data), 2) - 8, 0x80); },
        "its variable columns"},
-      {"text", [&](Bytes& b) { flip(PageOf(b, comps_data_), CellOffset(PageOf(b, comps_data_), 0) + 90, 2); },
+      {"text", [&](Bytes& b) { flip(PageOf(b, comps_data), CellOffset(PageOf(b, comps_data), 0) + 90, 2); },
        "index CENTRALKEY of COMPS"},
-      {"owned map", [&](Bytes& b) { flip_in_map(b, Table("COMPS").owned_pages, comps_data_); },
+      {"owned map", [&](Bytes& b) { flip_in_map(b, table("COMPS").owned_pages, comps_data); },
        "said to have 800 rows, but has"},
-      {"free map", [&](Bytes& b) { flip_in_map(b, Table("COMPS").free_space, kinds_data_); },
+      {"free map", [&](Bytes& b) { flip_in_map(b, table("COMPS").free_space, kinds_data); },
        "but does not belong to it"},
       {"map taken twice",
        [&](Bytes& b) {
-         WriteLittle(PageOf(b, Table("COMPS").page), definition::kOwnedMap,
-                     Table("Kinds").owned_pages.Packed());
+         WriteLittle(PageOf(b, table("COMPS").page), definition::kOwnedMap,
+                     table("Kinds").owned_pages.Packed());
        },
        "serves something else too"},
-      {"page taken twice", [&](Bytes& b) { flip_in_map(b, Table("Kinds").owned_pages, comps_data_); },
+      {"page taken twice", [&](Bytes& b) { flip_in_map(b, table("Kinds").owned_pages, comps_data); },
        "is used twice"},
       {"free but used",
        [&](Bytes& b) {
-         flip_in_map(b, {kGlobalMapPage, 0}, comps_data_);
+         flip_in_map(b, {kGlobalMapPage, 0}, comps_data);
        },
        "is marked as free"},
       {"value length",
        [&](Bytes& b) {
-         const ByteSpan page = PageOf(b, story_page_);
+         const ByteSpan page = PageOf(b, story_page);
          WriteLittle(page, data_page::kRowTable, static_cast<std::uint16_t>(CellOffset(page, 0) + 8));
        },
        "of its"},
-      {"value deleted", [&](Bytes& b) { flip(PageOf(b, story_page_), data_page::kRowTable + 1, 0xC0); },
+      {"value deleted", [&](Bytes& b) { flip(PageOf(b, story_page), data_page::kRowTable + 1, 0xC0); },
        "where no value is"},
-      {"entry", [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByKey")), index_page::kEntries + 12, 1); },
+      {"entry", [&](Bytes& b) { flip(PageOf(b, root_of("Kinds", "ByKey")), index_page::kEntries + 12, 1); },
        "is not that of its values"},
-      {"order", [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByKey")), index_page::kEntries + 1, 0x40); },
+      {"order", [&](Bytes& b) { flip(PageOf(b, root_of("Kinds", "ByKey")), index_page::kEntries + 1, 0x40); },
        "is out of order"},
-      {"entry end", [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByKey")), index_page::kBitmap, 2); },
+      {"entry end", [&](Bytes& b) { flip(PageOf(b, root_of("Kinds", "ByKey")), index_page::kBitmap, 2); },
        "an entry that ends where none can"},
       {"prefix",
        [&](Bytes& b) {
-         flip(PageOf(b, FirstLeaf(b, RootOf("COMPS", "CENTRALKEY"))), index_page::kPrefix, 1);
+         flip(PageOf(b, FirstLeaf(b, root_of("COMPS", "CENTRALKEY"))), index_page::kPrefix, 1);
        },
        "index CENTRALKEY of COMPS"},
       {"index free field",
-       [&](Bytes& b) { flip(PageOf(b, RootOf("Kinds", "ByName")), index_page::kFree, 1); },
+       [&](Bytes& b) { flip(PageOf(b, root_of("Kinds", "ByName")), index_page::kFree, 1); },
        "index ByName of Kinds: page"},
       {"leaf link",
-       [&](Bytes& b) { flip(PageOf(b, FirstLeaf(b, RootOf("COMPS", "CityIdx"))), index_page::kNext, 1); },
+       [&](Bytes& b) { flip(PageOf(b, FirstLeaf(b, root_of("COMPS", "CityIdx"))), index_page::kNext, 1); },
        "as next instead of"},
       {"tail child",
-       [&](Bytes& b) { WriteLittle(PageOf(b, RootOf("COMPS", "CityIdx")), index_page::kTail, kinds_data_); },
+       [&](Bytes& b) { WriteLittle(PageOf(b, root_of("COMPS", "CityIdx")), index_page::kTail, kinds_data); },
        "is used twice"},
       {"root",
        [&](Bytes& b) {
-         WriteLittle(PageOf(b, RootOf("COMPS", "CityIdx")), index_page::kTail, RootOf("COMPS", "CityIdx"));
+         WriteLittle(PageOf(b, root_of("COMPS", "CityIdx")), index_page::kTail, root_of("COMPS", "CityIdx"));
        },
        "is used twice"},
-      {"page type", [&](Bytes& b) { flip(PageOf(b, FirstLeaf(b, RootOf("COMPS", "PriceIdx"))), 0, 1); },
+      {"page type", [&](Bytes& b) { flip(PageOf(b, FirstLeaf(b, root_of("COMPS", "PriceIdx"))), 0, 1); },
        "index PriceIdx of COMPS"},
       {"missing parent",
        [&](Bytes& b) {  // the key of a row that others refer to, in the row and in its entry
-         const ByteSpan leaf = PageOf(b, RootOf("Parents", "PrimaryKey"));
+         const ByteSpan leaf = PageOf(b, root_of("Parents", "PrimaryKey"));
          flip(leaf, index_page::kEntries + 2 * 9 + 4, 0x80);
          for (std::size_t page = 6; page < b.size() / kPageSize; ++page) {
            const ByteSpan each = PageOf(b, static_cast<PageNumber>(page));
-           if (DataPage::IsOwnedBy(each, Table("Parents").page)) flip(each, CellOffset(each, 2) + 2, 0x80);
+           if (DataPage::IsOwnedBy(each, table("Parents").page)) flip(each, CellOffset(each, 2) + 2, 0x80);
          }
        },
        "relationship ParentsChildren: row"},
       {"relation back",
        [&](Bytes& b) {
-         const TableDefinition& table = Table("Children");
+         const TableDefinition& children = table("Children");
          const std::size_t logical = definition::kCounters + 2 * 12 + 2 * 25 + (2 + 4) + (2 + 12) + 2 * 52;
-         flip(PageOf(b, table.page), logical + logical_index::kOtherIndex, 3);
+         flip(PageOf(b, children.page), logical + logical_index::kOtherIndex, 3);
        },
        "which does not name it back"},
   };
-  EXPECT_THAT(Texts(CheckBytes(*sound_).problems), ElementsAre());
+  EXPECT_THAT(Texts(CheckBytes(sound).problems), ElementsAre());
   for (const Case& each : cases) {
     SCOPED_TRACE(each.name);
-    Bytes bytes = *sound_;
+    Bytes bytes = sound;
     each.harm(bytes);
     EXPECT_THAT(Texts(CheckBytes(bytes).problems), Contains(HasSubstr(each.message)));
   }
