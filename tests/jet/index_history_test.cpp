@@ -86,7 +86,8 @@ class History {
 
   void ExpectEqual() {
     std::size_t seen = 0;
-    for (records_->RecordCount() > 0 ? records_->MoveFirst() : void(); !records_->PastEnd(); records_->MoveNext()) {
+    for (records_->RecordCount() > 0 ? records_->MoveFirst() : void(); !records_->PastEnd();
+         records_->MoveNext()) {
       const Row row = RowAtHand();
       const auto* key = std::get_if<std::string>(&row[key_]);
       if (key == nullptr) continue;

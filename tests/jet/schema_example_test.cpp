@@ -71,7 +71,9 @@ void MakeExample(storage::FileSystem& files) {
 
 // A table with so many memos that its page of maps has no room left, and a value far behind the others.
 void MakeLargeExample(storage::FileSystem& files) {
-  TableDescription wide{.name = "Wide", .columns = {{.name = "Id", .type = ColumnType::Long}}, .indexes = {{.name = "ById", .columns = {{"Id"}}}}};
+  TableDescription wide{.name = "Wide",
+                        .columns = {{.name = "Id", .type = ColumnType::Long}},
+                        .indexes = {{.name = "ById", .columns = {{"Id"}}}}};
   for (int i = 1; i <= 27; ++i)
     wide.columns.push_back({.name = std::string(60, 'm') + std::to_string(i), .type = ColumnType::Memo});
   CreateDatabase(files, "large.mdb", {.tables = {wide}});
