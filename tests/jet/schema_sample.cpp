@@ -45,27 +45,19 @@ TableDescription Kinds() {
                {"Flag"}, {"Small"}, {"Money", false}, {"Half"}, {"Whole"}, {"Day"}, {"Raw"}, {"Exact"}}}}};
 }
 
+/// The same columns at their widest, without rules.
 TableDescription Extremes() {
-  return {.name = "Extremes",
-          .columns = {{.name = "Id", .type = ColumnType::Long},
-                      {.name = "Flag", .type = ColumnType::YesNo},
-                      {.name = "Small", .type = ColumnType::Byte},
-                      {.name = "Middle", .type = ColumnType::Integer},
-                      {.name = "Whole", .type = ColumnType::Long},
-                      {.name = "Money", .type = ColumnType::Currency},
-                      {.name = "Half", .type = ColumnType::Single},
-                      {.name = "Real", .type = ColumnType::Double},
-                      {.name = "Day", .type = ColumnType::Date},
-                      {.name = "Raw", .type = ColumnType::Binary, .length = 510},
-                      {.name = "Name", .type = ColumnType::Text, .length = 255},
-                      {.name = "Picture", .type = ColumnType::Ole},
-                      {.name = "Story", .type = ColumnType::Memo},
-                      {.name = "Key", .type = ColumnType::Guid},
-                      {.name = "Exact", .type = ColumnType::Decimal, .precision = 28, .scale = 10}},
-          .indexes = {{.name = "PrimaryKey", .columns = {{"Id"}}, .primary = true},
-                      {.name = "ByNumbers",
-                       .columns = {{"Small", false}, {"Middle"}, {"Whole", false}, {"Money"}, {"Half"}}},
-                      {.name = "ByReal", .columns = {{"Real", false}, {"Day"}, {"Exact", false}, {"Key"}}}}};
+  TableDescription table = Kinds();
+  table.name = "Extremes";
+  for (jet::ColumnDescription& column : table.columns) {
+    column = {.name = column.name, .type = column.type, .precision = 28, .scale = 10};
+    if (column.type == ColumnType::Binary) column.length = 510;
+    if (column.type == ColumnType::Text) column.length = 255;
+  }
+  // How texts with characters beyond U+FFFF sort is not certain, and other readers hold other views.
+  std::erase_if(table.indexes,
+                [](const auto& index) { return index.name == "ByName" || index.name == "ByStory"; });
+  return table;
 }
 
 std::string Repeated(std::string_view text, std::size_t times) {
@@ -135,23 +127,22 @@ std::vector<std::vector<core::Value>> ExtremeRows() {
   Guid all_bits;
   all_bits.bytes.fill(0xFF);
   return {
-      {1, false, Byte{0}, Short{-32768}, Long::min(), Currency{Huge::min()}, Single::lowest(),
-       Double::lowest(), Date{-657434}, Bytes{}, "", Bytes{}, "", Guid{}, decimal(true, kNines)},
-      {2, true, Byte{255}, Short{32767}, Long::max(), Currency{Huge::max()}, Single::max(), Double::max(),
+      {Long::min(), false, Byte{0}, Short{-32768}, Currency{Huge::min()}, Single::lowest(), Double::lowest(),
+       Date{-657434}, Bytes{}, "", Bytes{}, "", Guid{}, decimal(true, kNines)},
+      {Long::max(), true, Byte{255}, Short{32767}, Currency{Huge::max()}, Single::max(), Double::max(),
        Date{2958465.5}, Counting(510), Repeated("ÿ", 255), Counting(70'000), Repeated("aé~", 23'333),
        all_bits, decimal(false, kNines)},
-      {3, false, Byte{1}, Short{-1}, -1, Currency{1}, Single::denorm_min(), Double::denorm_min(), Date{-1.25},
+      {-1, false, Byte{1}, Short{-1}, Currency{1}, Single::denorm_min(), Double::denorm_min(), Date{-1.25},
        Bytes(1), Repeated("Ω", 255), Bytes(65), Repeated("Ω", 35'000), Guid{{1, 2, 3, 4, 5, 6, 7, 8, 9}},
        decimal(false, {0, 0, 0, 1})},
-      {4, true, Byte{128}, Short{0}, 0, Currency{-1}, Single::min(), -Double::min(), Date{0.999988},
-       Bytes(255), Repeated("😀", 127), Bytes(4076), Repeated("é", 1024), Guid{{0xFF}},
-       decimal(true, {0, 0, 0, 1})},
-      {5, false, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{},
-       Null{}, Null{}},
-      {6, true, Byte{127}, Short{1}, 1, Currency{0}, 0.1F, 0.1, Date{36525.75}, Bytes(2), "\x01\x1F\x7F\"\\",
+      {0, true, Byte{128}, Short{0}, Currency{-1}, Single::min(), -Double::min(), Date{0.999988}, Bytes(255),
+       Repeated("😀", 127), Bytes(4076), Repeated("é", 1024), Guid{{0xFF}}, decimal(true, {0, 0, 0, 1})},
+      {1, false, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{}, Null{},
+       Null{}},
+      {2, true, Byte{127}, Short{1}, Currency{0}, 0.1F, 0.1, Date{36525.75}, Bytes(2), "\x01\x1F\x7F\"\\",
        Bytes(64), Repeated("é", 1025), Guid{{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}},
        decimal(false, {0, 0, 1, 0})},
-      {7, false, Byte{2}, Short{2}, 2, Currency{99'999}, 1.0F / 3, 1.0 / 3, Date{2}, Bytes(3), " ab ",
+      {3, false, Byte{2}, Short{2}, Currency{99'999}, 1.0F / 3, 1.0 / 3, Date{2}, Bytes(3), " ab ",
        Bytes(4077), "ab", Guid{{8}}, decimal(false, {0, 1, 0, 0})},
   };
 }
@@ -194,23 +185,7 @@ void MakeSample(storage::FileSystem& files, const std::filesystem::path& path, i
   fill("Kinds", FillKinds);
   fill("COMPS", [&](jet::CatalogWriter& table) { FillComps(table, comps); });
   fill("Extremes", [](jet::CatalogWriter& table) {
-    for (const std::vector<core::Value>& v : ExtremeRows()) {
-      table.Add({{"Id", v[0]},
-                 {"Flag", v[1]},
-                 {"Small", v[2]},
-                 {"Middle", v[3]},
-                 {"Whole", v[4]},
-                 {"Money", v[5]},
-                 {"Half", v[6]},
-                 {"Real", v[7]},
-                 {"Day", v[8]},
-                 {"Raw", v[9]},
-                 {"Name", v[10]},
-                 {"Picture", v[11]},
-                 {"Story", v[12]},
-                 {"Key", v[13]},
-                 {"Exact", v[14]}});
-    }
+    for (const auto& row : ExtremeRows()) table.AddRow(row);
   });
   fill("Parents", [](jet::CatalogWriter& table) {
     for (int i = 1; i <= 3; ++i) table.Add({{"Id", i}, {"Name", fmt::format("Parent {}", i)}});

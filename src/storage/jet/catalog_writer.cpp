@@ -24,6 +24,10 @@ void CatalogWriter::Add(std::initializer_list<Field> fields) {
     if (column == table_.columns.end()) throw common::Error(common::kItemNotFound);
     values[static_cast<std::size_t>(column - table_.columns.begin())] = value;
   }
+  AddRow(values);
+}
+
+void CatalogWriter::AddRow(std::span<const core::Value> values) {
   indexes_.BuildKeys(values, ColumnSet{}.set(), keys_);
   indexes_.CheckNew(keys_);
   indexes_.Insert(keys_, rows_.Insert(values));

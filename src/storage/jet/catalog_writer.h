@@ -7,6 +7,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -28,6 +29,8 @@ class CatalogWriter {
 
   /// Columns that are not named are null. Error 3022 when a unique index has the key already.
   void Add(std::initializer_list<Field> fields);
+  /// The same with a value for each column, in their order.
+  void AddRow(std::span<const core::Value> values);
   /// Writes the counters of the table.
   void Save();
 
