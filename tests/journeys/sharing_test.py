@@ -112,6 +112,20 @@ class Sharing(OfficeCase):
         self.assertEqual(waiting.wait(timeout=30), 3)
         self.assert_left_alone()
 
+    def test_an_end_from_outside_ends_the_list_of_offices(self):
+        self.office(RECORDS)
+        jobs = self.path('jobs.txt')
+        with open(jobs, 'w') as file:
+            file.write('old new\n' * 3)
+        process = subprocess.Popen([CLI, 'convert', '--jobs', jobs, '--yes', '--duplicates', 'source'],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.wait_for_text(process, 'Office of line 1 ')
+        process.send_signal(signal.SIGTERM)
+        out, err = process.communicate(timeout=120)
+        self.assertEqual(process.returncode, 3, err)
+        self.assertIn(b'stopped at line 1, 2 not begun', out)
+        self.assert_left_alone()
+
     def test_a_hang_up_that_is_ignored_stays_ignored(self):
         self.office(2000)
         process = self.start('--duplicates', 'target',
