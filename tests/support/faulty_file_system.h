@@ -3,7 +3,8 @@
 //
 //   - what a file held at its last Sync is there;
 //   - of each write and truncation since, all, nothing, or (writes) any of its 512-byte sectors may be there;
-//   - what a Sync failed to write is not written by the next one either;
+//   - what a Sync failed to write is not written by the next one either; a failed write has done its first
+//   half;
 //   - a name that was created or removed since the last SyncDirectory may be there or not.
 //
 // Operations that change something are counted and logged by their kind.
@@ -161,8 +162,17 @@ class FaultyFileSystem : public storage::FileSystem {
     }
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
       Pending change{offset, Bytes(bytes.begin(), bytes.end()), false, false};
-      files_.Count(Change::Write, [&] { node_->pending.push_back(change); });
-      Apply(change, node_->current, [] { return true; });
+      const auto make = [&] {
+        node_->pending.push_back(change);
+        Apply(change, node_->current, [] { return true; });
+      };
+      try {
+        files_.Count(Change::Write, make);
+      } catch (const common::Error&) {
+        change.bytes.resize(change.bytes.size() / 2);
+        make();
+        throw;
+      }
     }
     void Truncate(std::uint64_t size) override {
       files_.Count(Change::Truncate, [&] { node_->pending.push_back({size, {}, true, false}); });

@@ -62,12 +62,33 @@ std::string ShownName(ByteView bytes) {
   return std::string(common::Trim(name));
 }
 
+using Entry = std::array<std::byte, kEntrySize>;
+
+Entry OwnEntry() {
+  Entry entry{};
+  const auto put = [&](std::size_t at, std::string_view name) {
+    std::ranges::copy(storage::AsBytes(name.substr(0, kNameSize - 1)),
+                      entry.begin() + static_cast<std::ptrdiff_t>(at));
+  };
+  put(0, storage::ComputerName());
+  put(kNameSize, kSecurityName);
+  return entry;
+}
+
+/// What is left when the device failed while the first entry was written.
+bool IsStartOf(const Entry& entry, File& file) {
+  Entry content{};
+  const std::size_t size = file.ReadAt(0, content);
+  return size == file.Size() &&
+         std::ranges::equal(ByteView(content).first(size), ByteView(entry).first(size));
+}
+
 /// Another opener that holds a user lock, by what its entry says.
 std::optional<std::string> FindUser(File& lock_file) {
   if (!lock_file.IsLockedByAnother(kUserLocks, kMaxUsers)) return std::nullopt;
   std::uint64_t user = 0;
   while (user + 1 < kMaxUsers && !lock_file.IsLockedByAnother(kUserLocks + user, 1)) ++user;
-  std::array<std::byte, kEntrySize> entry{};
+  Entry entry{};
   lock_file.ReadAt(user * kEntrySize, entry);
   const std::string computer = ShownName(ByteView(entry).first(kNameSize));
   const std::string name = ShownName(ByteView(entry).subspan(kNameSize));
@@ -153,21 +174,15 @@ LockFile::LockFile(FileSystem& files, const fs::path& database)
     ThrowDenied("The lock file of the database cannot be written; when nobody uses the database, remove it",
                 path_);
   }
-  if (file_->Size() % kEntrySize != 0 || file_->Size() > kMaxUsers * kEntrySize ||
-      files.Resolve(path_) != path_) {
+  const Entry entry = OwnEntry();
+  const bool has_entries = file_->Size() % kEntrySize == 0 && file_->Size() <= kMaxUsers * kEntrySize;
+  if (!(has_entries || IsStartOf(entry, *file_)) || files.Resolve(path_) != path_) {
     ThrowDenied("The file has the name of the database's lock file and is none; give it another name", path_);
   }
   std::uint64_t user = 0;
   while (user < kMaxUsers && !file_->TryLock(LockKind::Exclusive, kUserLocks + user, 1)) ++user;
   if (const auto other = FindUser(*file_)) ThrowInUse(*other, database);
 
-  std::array<std::byte, kEntrySize> entry{};
-  const auto put = [&](std::size_t at, std::string_view name) {
-    std::ranges::copy(storage::AsBytes(name.substr(0, kNameSize - 1)),
-                      entry.begin() + static_cast<std::ptrdiff_t>(at));
-  };
-  put(0, storage::ComputerName());
-  put(kNameSize, kSecurityName);
   try {
     file_->WriteAt(user * kEntrySize, entry);
   } catch (const Error&) {
