@@ -9,6 +9,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <utility>
 #include <vector>
 
 #include "sample/sample_writer.h"
@@ -45,37 +47,44 @@ namespace {
 using namespace corvix;
 namespace fs = std::filesystem;
 
-struct Times {
-  double all_new = 0, duplicates = 0;  // seconds
+struct Cost {
+  double seconds = 0;
+  double cpu = 0;  // of them, the processor's
 };
 
-double Convert(const fs::path& source, const fs::path& target) {
+struct Run {
+  Cost all_new, duplicates;
+};
+
+Cost Convert(const fs::path& source, const fs::path& target) {
   storage::PosixFileSystem files;
   const auto start = std::chrono::steady_clock::now();
+  const std::clock_t cpu = std::clock();
   if (test::FileRun(files, source, target).Run() != run::RunEnd::Completed) std::abort();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+          static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC};
 }
 
-Times Measure(const fs::path& office, bool journal) {
+Run Measure(const fs::path& office, bool journal) {
   with_journal = journal;
   const test::TemporaryDirectory target;
   fs::copy_file(office / "FOLVANE.MDB", target.path() / "FOLVANE.MDB");
-  Times times;
-  times.all_new = Convert(office, target.path());
-  times.duplicates = Convert(office, target.path());
-  return times;
+  return {Convert(office, target.path()), Convert(office, target.path())};
 }
 
-void Print(const char* name, const std::vector<Times>& with, const std::vector<Times>& without,
-           double Times::*time) {
-  std::vector<double> ratios;
-  std::printf("%s:", name);
-  for (std::size_t i = 0; i < with.size(); ++i) {
-    ratios.push_back(with[i].*time / (without[i].*time));
-    std::printf("  %.3f/%.3f s", with[i].*time, without[i].*time);
+void Print(const char* name, const std::vector<Run>& with, const std::vector<Run>& without, Cost Run::*part) {
+  std::printf("%s:\n", name);
+  for (const auto& [kind, time] :
+       {std::pair("elapsed", &Cost::seconds), std::pair("processor", &Cost::cpu)}) {
+    std::vector<double> ratios;
+    std::printf("  %-10s", kind);
+    for (std::size_t i = 0; i < with.size(); ++i) {
+      ratios.push_back(with[i].*part.*time / (without[i].*part.*time));
+      std::printf("%7.3f /%6.3f s", with[i].*part.*time, without[i].*part.*time);
+    }
+    std::ranges::sort(ratios);
+    std::printf("   median ratio %.2f\n", ratios[ratios.size() / 2]);
   }
-  std::ranges::sort(ratios);
-  std::printf("  median ratio %.2f\n", ratios[ratios.size() / 2]);
 }
 
 }  // namespace
@@ -86,12 +95,12 @@ int main(int argc, char** argv) {
   storage::PosixFileSystem files;
   const test::TemporaryDirectory office;
   sample::WriteOffice(files, office.path(), {.records = records, .duplicates_percent = 0});
-  std::vector<Times> with, without;
+  std::vector<Run> with, without;
   for (int i = 0; i < pairs; ++i) {
     with.push_back(Measure(office.path(), true));
     without.push_back(Measure(office.path(), false));
   }
-  Print("all new, with/without", with, without, &Times::all_new);
-  Print("duplicates, with/without", with, without, &Times::duplicates);
+  Print("all new, with / without", with, without, &Run::all_new);
+  Print("again as duplicates, with / without", with, without, &Run::duplicates);
   return 0;
 }
