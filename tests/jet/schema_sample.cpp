@@ -26,7 +26,7 @@ TableDescription Kinds() {
            {.name = "Small", .type = ColumnType::Byte},
            {.name = "Middle", .type = ColumnType::Integer, .required = true, .default_value = "7"},
            {.name = "Money", .type = ColumnType::Currency},
-           {.name = "Half", .type = ColumnType::Single},
+           {.name = "Half", .type = ColumnType::Single, .default_value = "Rnd()"},
            {.name = "Whole", .type = ColumnType::Double, .validation_rule = ">0", .validation_text = "No"},
            {.name = "Day", .type = ColumnType::Date, .default_value = "Now()"},
            {.name = "Raw", .type = ColumnType::Binary, .length = 16},
