@@ -6,7 +6,11 @@
 #include <cstdio>
 #include <iterator>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
+#include <stdexcept>
+#include <vector>
 
 #include "crash/small_office.h"
 #include "storage/jet/jet_format.h"
@@ -16,7 +20,12 @@ namespace {
 
 struct Checkpoint {
   std::uint64_t operation;  ///< number of operations when it was complete
-  Rows rows;
+  Bytes database;
+};
+
+struct Conversion {
+  std::unique_ptr<FaultyFileSystem> files;
+  std::vector<Checkpoint> checkpoints;  ///< of a run without a cut: at each question, and at the end
 };
 
 /// Pages of an index tree, by the level of the node: a node above nodes is one that a split at the second
@@ -35,57 +44,56 @@ std::size_t NodesAboveNodes(const Bytes& database) {
   return count;
 }
 
-/// Runs the conversion on a fresh device until the power fails. A checkpoint falls due after a second, so a
-/// run that the machine held up that long is made again: the operations of all runs are the same.
-std::unique_ptr<FaultyFileSystem> RunUntilCut(const Device& office, std::uint64_t cut) {
+/// Runs the conversion on a fresh device, to its end or until the power fails. A checkpoint falls due after a
+/// second, so a run that the machine held up that long is made again: the operations of all runs are the
+/// same.
+Conversion Convert(const Device& office, std::optional<std::uint64_t> cut = {}) {
   for (int attempt = 0; attempt < 10; ++attempt) {
-    auto files = std::make_unique<FaultyFileSystem>();
-    PutAll(*files, office);
-    files->CutAt(cut);
+    Conversion result{std::make_unique<FaultyFileSystem>(), {}};
+    FaultyFileSystem& files = *result.files;
+    PutAll(files, office);
+    SmallRun conversion(files);
+    const auto note = [&] {
+      if (!cut) result.checkpoints.push_back({files.operations(), files.Contents(kDatabase)});
+    };
+    conversion.host.on_prompt = note;
+    if (cut) files.CutAt(*cut);
     const auto start = std::chrono::steady_clock::now();
     try {
-      SmallRun(*files).Run();
+      conversion.Run();
     } catch (const PowerCut&) {
     }
-    if (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(900)) return files;
+    note();
+    if (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(900)) return result;
   }
   throw std::runtime_error("The machine is too slow for this test");
 }
 
 TEST(PowerCut, AtAnyOperationLeavesTheRowsOfACheckpoint) {
   const Device office = MakeSmallOffice(200);
+  ASSERT_EQ(NodesAboveNodes(office.at(kDatabase)), 0u);
   Judge judge;
-  std::vector<Checkpoint> checkpoints{{0, judge.RowsOf(office.at(kDatabase))}};
-  std::vector<Change> log;
-  {
-    FaultyFileSystem files;
-    PutAll(files, office);
-    const auto note = [&] {
-      checkpoints.push_back({files.operations(), judge.RowsOf(files.Contents(kDatabase))});
-    };
-    SmallRun undisturbed(files);
-    undisturbed.host.on_prompt = note;
-    ASSERT_EQ(undisturbed.Run(), run::RunEnd::Completed);
-    note();
-    log = files.log();
-    ASSERT_EQ(checkpoints.back().rows.size(), 200u);
-    ASSERT_EQ(undisturbed.host.asked.size(), 34u) << "duplicates that have a comps record";
-    ASSERT_EQ(NodesAboveNodes(office.at(kDatabase)), 0u);
-    ASSERT_GE(NodesAboveNodes(files.Contents(kDatabase)), 1u) << "no index was split at two levels";
-  }
+  const Conversion undisturbed = Convert(office);
+  const std::vector<Change>& log = undisturbed.files->log();
+  std::vector<Checkpoint> checkpoints{{0, office.at(kDatabase)}};
+  std::ranges::copy(undisturbed.checkpoints, std::back_inserter(checkpoints));
+  ASSERT_EQ(checkpoints.size(), 36u) << "34 duplicates have a comps record";
+  const Bytes& end = checkpoints.back().database;
+  ASSERT_EQ(judge.RowsOf(end).size(), 200u);
+  ASSERT_GE(NodesAboveNodes(end), 1u) << "no index was split at two levels";
 
   std::map<Change, int> cuts;
   int devices = 0, recovered = 0;
   std::set<Rows> states;
   for (std::uint64_t cut = 0; cut < log.size(); ++cut) {
     SCOPED_TRACE(testing::Message() << "cut at operation " << cut << " of " << log.size());
-    const auto files = RunUntilCut(office, cut);
+    const auto files = Convert(office, cut).files;
     ASSERT_EQ(files->operations(), cut + 1);
     ASSERT_EQ(files->log().back(), log[cut]);
     ++cuts[log[cut]];
     const auto next = std::ranges::upper_bound(checkpoints, cut, {}, &Checkpoint::operation);
-    const Rows& last_rows = std::prev(next)->rows;
-    const Rows& next_rows = next == checkpoints.end() ? last_rows : next->rows;
+    const Rows& last_rows = judge.RowsOf(std::prev(next)->database);
+    const Rows& next_rows = next == checkpoints.end() ? last_rows : judge.RowsOf(next->database);
     const auto seed = static_cast<unsigned>(cut);
     for (const Device& device :
          {files->AfterCut(Unsynced::Kept), files->AfterCut(Unsynced::Dropped),
