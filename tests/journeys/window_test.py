@@ -1,6 +1,6 @@
 """Drives the window as a person does, with keys alone, on a virtual screen: convert, interrupt, convert, quit.
 
-Usage: window_test.py PATH-OF-CORVIX PATH-OF-CORVIX-CLI
+Usage: window_test.py PATH-OF-CORVIX-CLI PATH-OF-CORVIX
 """
 import os
 import resource
@@ -8,12 +8,13 @@ import shutil
 import signal
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
-CLI = os.path.abspath(sys.argv.pop())
-WINDOW = os.path.abspath(sys.argv.pop())
+sys.path.append(os.path.join(os.path.dirname(__file__), '..', 'support'))
+from office_case import OfficeCase, run, write_file  # noqa: E402
+
+WINDOW = os.path.abspath(sys.argv.pop(1))
 RECORDS = 10000
 TITLE = 'Corvix - Version 7.1.14'
 HALTED = 'Conversion Temporarily Halted'
@@ -64,24 +65,18 @@ class Screen:
 
 
 @unittest.skipUnless(shutil.which('Xvfb') and shutil.which('xdotool'), 'needs Xvfb and xdotool')
-class WindowJourney(unittest.TestCase):
+class WindowJourney(OfficeCase):
     def setUp(self):
-        self.directory = tempfile.mkdtemp(prefix='corvix-')
-        self.addCleanup(shutil.rmtree, self.directory)
+        super().setUp()
         self.screen = Screen()
         self.addCleanup(self.screen.close)
-        self.office = os.path.join(self.directory, 'office')
-        os.mkdir(self.office)
-        self.cli('sample', self.office, '--records', str(RECORDS))
-        settings = self.screen.environment['XDG_CONFIG_HOME'] = os.path.join(self.directory, 'settings')
-        os.makedirs(os.path.join(settings, 'corvix'))
-        for name in 'MARVEK.INI', 'ZELTA.INI':
-            with open(os.path.join(settings, 'corvix', name), 'w') as file:
-                file.write('[DIRECTORIES]\nDATADIR=' + self.office.replace('/', '\\') + '\n')
-        self.own_settings = os.path.join(settings, 'corvix', 'CORVIX.INI')
-
-    def cli(self, *arguments):
-        return subprocess.run([CLI, *arguments], capture_output=True, text=True, check=True, timeout=240).stdout
+        self.office(RECORDS)
+        self.screen.environment['XDG_CONFIG_HOME'] = self.path('settings')
+        os.makedirs(self.path('settings/corvix'))
+        for name, directory in ('MARVEK.INI', self.source), ('ZELTA.INI', self.target):
+            setting = '[DIRECTORIES]\nDATADIR=' + directory.replace('/', '\\') + '\n'
+            write_file(self.path('settings/corvix/' + name), setting.encode())
+        self.own_settings = self.path('settings/corvix/CORVIX.INI')
 
     def start(self):
         program = subprocess.Popen([WINDOW], env=self.screen.environment, preexec_fn=hear_signals)
@@ -89,11 +84,8 @@ class WindowJourney(unittest.TestCase):
         self.addCleanup(program.kill)
         return program, self.screen.wait_for(TITLE)
 
-    def count_rows(self):
-        return self.cli('dump', os.path.join(self.office, 'FOLVANE.MDB'), 'COMPS').count('\n')
-
     def test_convert_interrupt_convert_quit(self):
-        rows_before = self.count_rows()
+        rows_before = len(self.dump())
         program, main = self.start()
         self.screen.press(main, *['Tab'] * 5, 'Up', 'Up')  # the option that uses the source
 
@@ -118,8 +110,8 @@ class WindowJourney(unittest.TestCase):
             self.assertIn(line, saved)
 
         self.assertLess(rows_before, RECORDS)
-        self.assertEqual(self.count_rows(), RECORDS)
-        self.cli('check', self.office)
+        self.assertEqual(len(self.dump()), RECORDS)
+        self.assert_sound()
 
     def test_ends_from_outside_at_any_time(self):
         def idle(main):
@@ -147,24 +139,22 @@ class WindowJourney(unittest.TestCase):
                 self.assertEqual(program.wait(timeout=30), code)
                 self.assertTrue(os.path.exists(self.own_settings))
                 os.remove(self.own_settings)  # the next start asks at each duplicate again
-                self.assertFalse([name for name in os.listdir(self.office) if name.startswith('FOLVANE.MDB-')])
-                self.assertFalse(os.path.exists(os.path.join(self.office, 'FOLVANE.ldb')))
-                self.cli('check', self.office)
+                self.assertEqual(os.listdir(self.target), ['FOLVANE.MDB'])
+                self.assert_sound()
 
     def test_a_recovery_is_told_before_the_start(self):
-        limit = os.path.getsize(os.path.join(self.office, 'FOLVANE.MDB')) + 100000, resource.RLIM_INFINITY
-        subprocess.run([CLI, 'convert', '--source', self.office, '--target', self.office, '--yes'], text=True,
-                       input='a\na\n', preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit),
-                       capture_output=True)
+        limit = os.path.getsize(self.database) + 100000, resource.RLIM_INFINITY
+        run('convert', *self.directories, '--yes', text_in='a\na\n',
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
         program = subprocess.Popen([WINDOW], env=self.screen.environment)
         self.screen.press(self.screen.wait_for('Corvix'), 'Return')
         self.screen.wait_for(TITLE)
         program.terminate()
         self.assertEqual(program.wait(timeout=30), 0)
-        self.cli('check', self.office)
+        self.assert_sound()
 
     def test_a_missing_source_ends_the_start_with_a_message(self):
-        os.remove(os.path.join(self.office, 'PHOTO.DBF'))
+        os.remove(os.path.join(self.source, 'PHOTO.DBF'))
         program = subprocess.Popen([WINDOW], env=self.screen.environment)
         self.screen.press(self.screen.wait_for('Corvix'), 'Return')
         self.assertEqual(program.wait(timeout=30), 1)
