@@ -19,6 +19,8 @@ class Database {
   /// Makes everything stored so far durable. Called before the program waits for a person and at the end of a
   /// run; the engine calls it itself at least once a second while rows are stored.
   virtual void Checkpoint() = 0;
+  /// The same when the last one was a second ago: for a run that has stored rows and now stores none.
+  virtual void CheckpointWhenDue() {}
   /// Checkpoint, then release the file. Idempotent.
   virtual void Close() = 0;
 };

@@ -118,6 +118,9 @@ class Conversion {
         return;
       }
       ConvertRecord(trap);
+      trap([&] {
+        if (session_.access.TargetDb) session_.access.TargetDb->CheckpointWhenDue();
+      });
       trap([&] { host_.Yield(values_); });
       if (values_.EscapeState == kEscapeContinue) {
         values_.EscapeState = kEscapeNone;

@@ -115,6 +115,7 @@ class ObservedDatabase : public core::Database {
     return std::make_unique<ObservedRecordSet>(database_->OpenTable(name), observer_);
   }
   void Checkpoint() override { database_->Checkpoint(); }
+  void CheckpointWhenDue() override { database_->CheckpointWhenDue(); }
   void Close() override { database_->Close(); }
 
  private:

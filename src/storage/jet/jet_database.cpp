@@ -21,6 +21,7 @@ class JetDatabase : public core::Database {
   }
 
   void Checkpoint() override { OpenFile().Checkpoint(); }
+  void CheckpointWhenDue() override { OpenFile().CheckpointWhenDue(); }
 
   void Close() override {
     if (!session_->file) return;
