@@ -30,8 +30,9 @@ class Screen:
 
     def __init__(self):
         read_end, write_end = os.pipe()
-        self.server = subprocess.Popen(['Xvfb', '-displayfd', str(write_end), '-screen', '0', '1280x1024x24'],
-                                       pass_fds=[write_end], stderr=subprocess.DEVNULL)
+        # Without resets: a program that starts while the server gets ready again would be refused.
+        self.server = subprocess.Popen(['Xvfb', '-displayfd', str(write_end), '-screen', '0', '1280x1024x24',
+                                        '-noreset'], pass_fds=[write_end], stderr=subprocess.DEVNULL)
         os.close(write_end)
         with os.fdopen(read_end) as number:
             # What the desktop's libraries still hold at the end is not the program's.
