@@ -12,10 +12,10 @@
 
 #include "core/record_set.h"
 #include "storage/base/posix_file.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/jet_create.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/pages/pager.h"
 #include "support/temporary_directory.h"
 
 namespace corvix {

@@ -15,7 +15,7 @@
 
 #include "sample/sample_writer.h"
 #include "storage/base/posix_file.h"
-#include "storage/jet/journal.h"
+#include "storage/jet/pages/journal.h"
 #include "support/file_run.h"
 #include "support/temporary_directory.h"
 

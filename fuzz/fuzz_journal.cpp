@@ -6,7 +6,7 @@
 #include "common/error.h"
 #include "fuzz_files.h"
 #include "storage/jet/jet_database.h"
-#include "storage/jet/journal_format.h"
+#include "storage/jet/pages/journal_format.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 
 #include "common/error.h"
 #include "fuzz_files.h"
-#include "storage/jet/jet_check.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/pages/pager.h"
 
 namespace {
 

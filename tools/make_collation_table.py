@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Turns a list of sort weights into src/storage/jet/collation_table.cpp.
+"""Turns a list of sort weights into src/storage/jet/index/collation_table.cpp.
 
-  make_collation_table.py WEIGHTS.tsv > src/storage/jet/collation_table.cpp
+  make_collation_table.py WEIGHTS.tsv > src/storage/jet/index/collation_table.cpp
 
 Input: tab-separated columns first, last, kind, inline, step, elems, extra, kana, one run of UTF-16 code units
-per line; lines that begin with "#" and the heading line are skipped. storage/jet/collation_table.h explains
+per line; lines that begin with "#" and the heading line are skipped. storage/jet/index/collation_table.h explains
 the meaning of the columns, which are the members of CollationRun.
 """
 import sys
@@ -55,7 +55,7 @@ def main():
     print('// file. The weights of the General sort order (LCID 1033, version 0) as %d runs of UTF-16 code units in'
           % len(runs))
     print('// ascending order. Columns: first and last code unit, weight of the first, step, extra bytes, shape.')
-    print('#include "storage/jet/collation_table.h"\n')
+    print('#include "storage/jet/index/collation_table.h"\n')
     print('namespace corvix::jet {\nnamespace {\n')
     print('// clang-format off')
     print('constexpr CollationRun kRuns[] = {')

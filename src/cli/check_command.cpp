@@ -17,8 +17,8 @@
 #include "common/error.h"
 #include "storage/base/posix_file.h"
 #include "storage/foxpro/foxpro_check.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/check/jet_check.h"
+#include "storage/jet/pages/pager.h"
 
 namespace corvix::cli {
 namespace {

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "cli/output.h"
-#include "storage/jet/lock_file.h"
+#include "storage/jet/pages/lock_file.h"
 
 namespace corvix::cli {
 

@@ -6,9 +6,9 @@
 
 #include "core/engine.h"
 #include "storage/base/file.h"
-#include "storage/jet/header_page.h"
-#include "storage/jet/journal.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/pages/header_page.h"
+#include "storage/jet/pages/journal.h"
+#include "storage/jet/pages/pager.h"
 
 namespace corvix::cli {
 

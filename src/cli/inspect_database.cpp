@@ -8,9 +8,9 @@
 #include "cli/json_object.h"
 #include "cli/shown_text.h"
 #include "core/field.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/property_map.h"
-#include "storage/jet/table_definition.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/definition/property_map.h"
+#include "storage/jet/definition/table_definition.h"
 
 namespace corvix::cli {
 namespace {

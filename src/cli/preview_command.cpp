@@ -20,7 +20,7 @@
 #include "run/source_review.h"
 #include "storage/base/posix_file.h"
 #include "storage/engine/file_engine.h"
-#include "storage/jet/jet_format.h"
+#include "storage/jet/pages/jet_format.h"
 #include "storage/overlay/overlay_file_system.h"
 
 namespace corvix::cli {

@@ -11,9 +11,9 @@
 
 #include "cli/database_file.h"
 #include "common/error.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/journal.h"
-#include "storage/jet/lock_file.h"
+#include "storage/jet/check/jet_check.h"
+#include "storage/jet/pages/journal.h"
+#include "storage/jet/pages/lock_file.h"
 
 namespace corvix::cli {
 namespace {

@@ -1,7 +1,7 @@
 // The target database: table COMPS as installations have it.
 #pragma once
 
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/jet_create.h"
 
 namespace corvix::sample {
 

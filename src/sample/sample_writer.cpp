@@ -8,7 +8,7 @@
 #include "core/text_form.h"
 #include "sample/folvane_schema.h"
 #include "storage/foxpro/foxpro_writer.h"
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/jet_create.h"
 #include "storage/jet/jet_database.h"
 
 namespace corvix::sample {

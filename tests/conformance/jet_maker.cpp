@@ -3,8 +3,8 @@
 
 #include "conformance/table_maker.h"
 #include "storage/base/memory_file.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/jet_create.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 #include "support/jet_files.h"
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "crash/small_office.h"
-#include "storage/jet/jet_format.h"
+#include "storage/jet/pages/jet_format.h"
 
 namespace corvix::test {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "jet/index_tables.h"
 #include "sample/folvane_schema.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/index_set.h"
-#include "storage/jet/table_rows.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/index/index_set.h"
+#include "storage/jet/rows/table_rows.h"
 
 namespace corvix::jet {
 namespace {

@@ -1,4 +1,4 @@
-#include "storage/jet/index_key.h"
+#include "storage/jet/index/index_key.h"
 
 #include <gmock/gmock.h>
 

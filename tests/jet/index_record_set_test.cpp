@@ -8,9 +8,9 @@
 
 #include "jet/index_tables.h"
 #include "sample/folvane_schema.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/default_value.h"
-#include "storage/jet/table_definition.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/definition/default_value.h"
+#include "storage/jet/definition/table_definition.h"
 
 namespace corvix::jet {
 namespace {

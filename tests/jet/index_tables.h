@@ -9,8 +9,8 @@
 
 #include "common/error.h"
 #include "core/record_set.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/jet_create.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 #include "support/jet_files.h"
 

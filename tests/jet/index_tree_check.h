@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "storage/jet/index_key.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/index/index_key.h"
+#include "storage/jet/pages/pager.h"
 
 namespace corvix::jet::test {
 

@@ -1,4 +1,4 @@
-#include "storage/jet/index_tree.h"
+#include "storage/jet/index/index_tree.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,5 +1,5 @@
 // Who may open a database that others use, what is said to whom, and what the lock file holds meanwhile.
-#include "storage/jet/lock_file.h"
+#include "storage/jet/pages/lock_file.h"
 
 #include <gmock/gmock.h>
 

@@ -5,8 +5,8 @@
 
 #include "common/text.h"
 #include "jet/pages_scratch.h"
-#include "storage/jet/row_codec.h"
-#include "storage/jet/text_codec.h"
+#include "storage/jet/rows/row_codec.h"
+#include "storage/jet/rows/text_codec.h"
 
 namespace corvix::jet {
 namespace {

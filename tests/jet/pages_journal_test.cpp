@@ -5,8 +5,8 @@
 
 #include "jet/pages_scratch.h"
 #include "storage/base/posix_file.h"
-#include "storage/jet/journal.h"
-#include "storage/jet/journal_format.h"
+#include "storage/jet/pages/journal.h"
+#include "storage/jet/pages/journal_format.h"
 #include "support/faulty_file_system.h"
 #include "support/temporary_directory.h"
 

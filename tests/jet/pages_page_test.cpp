@@ -1,5 +1,5 @@
 // Data pages that lie about themselves.
-#include "storage/jet/page.h"
+#include "storage/jet/pages/page.h"
 
 #include <gtest/gtest.h>
 #include <vector>

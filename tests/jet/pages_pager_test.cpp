@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "jet/pages_scratch.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/pages/pager.h"
 
 namespace corvix::jet {
 namespace {

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "storage/base/posix_file.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/table_rows.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/rows/table_rows.h"
 #include "support/jet_files.h"
 
 namespace corvix::jet {

@@ -7,10 +7,10 @@
 
 #include "jet/pages_scratch.h"
 #include "storage/base/memory_file.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/jet_create.h"
-#include "storage/jet/table_rows.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/catalog/jet_create.h"
+#include "storage/jet/check/jet_check.h"
+#include "storage/jet/rows/table_rows.h"
 
 namespace corvix::jet {
 namespace {

@@ -15,10 +15,10 @@
 
 #include "common/error.h"
 #include "storage/base/file.h"
-#include "storage/jet/page.h"
-#include "storage/jet/pager.h"
-#include "storage/jet/table_definition.h"
-#include "storage/jet/usage_map.h"
+#include "storage/jet/definition/table_definition.h"
+#include "storage/jet/pages/page.h"
+#include "storage/jet/pages/pager.h"
+#include "storage/jet/pages/usage_map.h"
 
 namespace corvix::jet {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "jet/pages_scratch.h"
-#include "storage/jet/usage_map.h"
+#include "storage/jet/pages/usage_map.h"
 
 namespace corvix::jet {
 namespace {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "storage/base/bytes.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/catalog_writer.h"
-#include "storage/jet/jet_check.h"
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/catalog/catalog_writer.h"
+#include "storage/jet/catalog/jet_create.h"
+#include "storage/jet/check/jet_check.h"
 #include "support/jet_files.h"
 
 namespace corvix::jet {

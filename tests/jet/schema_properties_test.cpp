@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "common/error.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/long_value.h"
-#include "storage/jet/property_map.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/definition/property_map.h"
+#include "storage/jet/rows/long_value.h"
 #include "support/jet_files.h"
 
 namespace corvix::jet {

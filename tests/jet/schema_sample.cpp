@@ -5,9 +5,9 @@
 
 #include "sample/folvane_schema.h"
 #include "storage/base/bytes.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/catalog_writer.h"
-#include "storage/jet/rc4.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/catalog/catalog_writer.h"
+#include "storage/jet/pages/rc4.h"
 #include "support/jet_files.h"
 
 namespace corvix::test {

@@ -8,7 +8,7 @@
 
 #include "core/value.h"
 #include "storage/base/file.h"
-#include "storage/jet/jet_create.h"
+#include "storage/jet/catalog/jet_create.h"
 
 namespace corvix::test {
 

@@ -10,7 +10,7 @@
 #include "merge/dates.h"
 #include "sample/sample_writer.h"
 #include "storage/base/posix_file.h"
-#include "storage/jet/jet_check.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 #include "support/file_run.h"
 #include "support/jet_files.h"

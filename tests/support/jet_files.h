@@ -8,7 +8,7 @@
 
 #include "storage/base/memory_file.h"
 #include "storage/base/posix_file.h"
-#include "storage/jet/pager.h"
+#include "storage/jet/pages/pager.h"
 #include "support/shared_files.h"
 
 namespace corvix::test {

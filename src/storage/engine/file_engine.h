@@ -6,7 +6,7 @@
 
 #include "core/engine.h"
 #include "storage/base/file.h"
-#include "storage/jet/journal.h"
+#include "storage/jet/pages/journal.h"
 
 namespace corvix::storage {
 

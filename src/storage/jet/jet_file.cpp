@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "common/error.h"
-#include "storage/jet/header_page.h"
+#include "storage/jet/pages/header_page.h"
 
 namespace corvix::jet {
 namespace {

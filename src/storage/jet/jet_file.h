@@ -18,12 +18,12 @@
 
 #include "core/engine.h"
 #include "storage/base/file.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/journal.h"
-#include "storage/jet/lock_file.h"
+#include "storage/jet/catalog/catalog.h"
 #include "storage/jet/open_table.h"
-#include "storage/jet/pager.h"
-#include "storage/jet/usage_map.h"
+#include "storage/jet/pages/journal.h"
+#include "storage/jet/pages/lock_file.h"
+#include "storage/jet/pages/pager.h"
+#include "storage/jet/pages/usage_map.h"
 
 namespace corvix::jet {
 

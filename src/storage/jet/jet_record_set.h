@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "core/record_set.h"
-#include "storage/jet/index_tree.h"
+#include "storage/jet/index/index_tree.h"
 #include "storage/jet/jet_session.h"
 #include "storage/jet/open_table.h"
 

@@ -16,12 +16,12 @@
 #include "core/field.h"
 #include "core/field_names.h"
 #include "core/value.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/default_value.h"
-#include "storage/jet/index_set.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/definition/default_value.h"
+#include "storage/jet/definition/table_definition.h"
+#include "storage/jet/index/index_set.h"
 #include "storage/jet/relations.h"
-#include "storage/jet/table_definition.h"
-#include "storage/jet/table_rows.h"
+#include "storage/jet/rows/table_rows.h"
 
 namespace corvix::jet {
 

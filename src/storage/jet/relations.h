@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "core/value.h"
-#include "storage/jet/catalog.h"
-#include "storage/jet/index_key.h"
-#include "storage/jet/table_rows.h"
+#include "storage/jet/catalog/catalog.h"
+#include "storage/jet/index/index_key.h"
+#include "storage/jet/rows/table_rows.h"
 
 namespace corvix::jet {
 

@@ -1,0 +1,118 @@
+// The undo journal: makes the changes between two checkpoints of a database all or nothing, whatever happens
+// to the program or the power. It stands beside the database (FOLVANE.MDB-journal) while the database is open
+// for writing, and holds the images that its pages had at the last checkpoint. After a crash, opening the
+// database writes them back.
+//
+// States:
+//
+//            Begin               Sync                          Reset
+//    idle ───────────▶ filling ───────────▶ hot ──────────────────────────────▶ idle
+//                      (Save appends images in both; Reset also ends filling)
+//
+// Invariants:
+//   J1  The database file is written only while the journal is hot.
+//   J2  While it is hot, the image of every old page that was written since the checkpoint is on the device.
+//   J3  Images of an older checkpoint are gone from the device before new ones are written.
+//   J4  A journal is rolled back only when that gives exactly the database of its checkpoint, as the sum in
+//       its head tells. So a database that was restored, replaced or changed by another program since is
+//       never mixed with old pages; opening it is refused with error 3049 until somebody decides.
+//   J5  Rolling back can be interrupted and repeated.
+//
+// The caller holds the lock of the database file; the journal has none of its own.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "storage/base/bytes.h"
+#include "storage/base/file.h"
+#include "storage/jet/pages/jet_format.h"
+#include "storage/jet/pages/pager.h"
+
+namespace corvix::jet {
+
+/// Where the journal of a database stands. Symbolic links are followed: all names of a database share one.
+std::filesystem::path JournalPath(storage::FileSystem& files, const std::filesystem::path& database);
+
+/// What became of a change that somebody had left in the middle, when the database was opened.
+struct Recovery {
+  std::string database;   ///< file name
+  std::size_t pages = 0;  ///< that had been changed
+  std::optional<std::chrono::system_clock::time_point> left_at;
+  bool restored = false;  ///< in the file; otherwise only what is read from it
+};
+
+/// A line for the user.
+std::string RecoveryText(const Recovery& recovery);
+
+/// Told once when an opening has found such a change. May be empty.
+using RecoveryObserver = std::function<void(const Recovery&)>;
+
+/// A database file ready for the pager.
+struct JournaledFile {
+  std::unique_ptr<storage::File> file;
+  std::unique_ptr<PageJournal> journal;  ///< null for reading
+  std::optional<Recovery> recovery;
+};
+
+/// Takes over the file of the database, open and locked. For writing, a journal that a crash left is rolled
+/// back first. For reading nothing is written: the file then shows its last checkpoint, pages that changed
+/// since being read from the journal. 3049 when the journal does not belong to the database as it is now.
+JournaledFile OpenJournaled(storage::FileSystem& files, const std::filesystem::path& database,
+                            std::unique_ptr<storage::File> file, bool read_only);
+
+class Journal : public PageJournal {
+ public:
+  /// `database` is the file of the pages; it and `files` must outlive the journal.
+  Journal(storage::FileSystem& files, std::filesystem::path path, std::string database_name,
+          storage::File& database);
+  /// Removes the file, unless it is hot: then the next opening rolls it back.
+  ~Journal() override;
+
+  void Begin(std::uint64_t file_length) override;
+  void Save(PageNumber page, storage::ByteView image) override;
+  void Announce(PageNumber page, storage::ByteView content) override;
+  void Sync() override;
+  void Reset() override;
+
+ private:
+  enum class State { Idle, Filling, Hot };
+
+  /// Checksums of a page that counts in the database sum.
+  struct PageSums {
+    std::uint64_t before = 0;
+    std::uint64_t after = 0;
+    bool written = false;
+  };
+
+  void Flush();
+  void RewriteAll();
+  void AdvanceSum();
+
+  storage::FileSystem& files_;
+  const std::filesystem::path path_;
+  const std::string database_name_;
+  storage::File& database_;
+  std::unique_ptr<storage::File> file_;  // null until it is needed
+
+  State state_ = State::Idle;
+  std::uint64_t salt_ = 0;
+  std::uint64_t length_ = 0;   // of the database at the checkpoint
+  std::uint64_t sum_ = 0;      // of the database at the checkpoint
+  std::uint32_t stride_ = 0;   // of sum_; 0 = not computed yet
+  std::uint64_t entries_ = 0;  // saved since Begin
+  std::uint64_t flushed_ = 0;  // bytes of the journal that were written
+  std::vector<std::byte> buffer_;
+  std::unordered_map<PageNumber, PageSums> changed_;
+  bool durable_name_ = false;  // the directory knows the file
+  bool sync_failed_ = false;
+};
+
+}  // namespace corvix::jet
