@@ -4,6 +4,7 @@
 
 #include "common/path_names.h"
 #include "common/trap.h"
+#include "support/errors.h"
 #include "support/recording_dialogs.h"
 
 namespace corvix::common {
@@ -54,13 +55,9 @@ TEST_F(ReportErrorTest, OtherErrors_ClimbToTheOutermostCallerUnseen) {
   const auto inner = [] {
     Procedure("inner", [](const Trap& trap) { trap([] { throw Error(kConversion, "text", "place"); }); });
   };
-  try {
-    Procedure("outer", [&](const Trap& trap) { trap(inner); });
-    FAIL() << "the error was settled";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.number(), kConversion);
-    EXPECT_STREQ(error.what(), "text (place)");
-  }
+  const Error error = test::ErrorOf([&] { Procedure("outer", [&](const Trap& trap) { trap(inner); }); });
+  EXPECT_EQ(error.number(), kConversion);
+  EXPECT_STREQ(error.what(), "text (place)");
   EXPECT_TRUE(dialogs_.notices.empty());
   EXPECT_TRUE(dialogs_.device_boxes.empty());
 }

@@ -1,7 +1,6 @@
 // What the cases of the conformance suite share: the sample table and short forms of the operations.
 #pragma once
 
-#include <concepts>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 #include "conformance/table_maker.h"
 #include "core/record_set.h"
 #include "core/text_form.h"
+#include "support/errors.h"
 
 namespace corvix::test {
 
@@ -36,15 +36,6 @@ inline TableDesign EmptyTable() {
 }
 
 /// The number of the error that the call raises; 0 for none.
-inline common::ErrorNumber ErrorOf(std::invocable auto&& call) {
-  try {
-    call();
-    return 0;
-  } catch (const common::Error& error) {
-    return error.number();
-  }
-}
-
 /// The field of the row at hand as text; Null reads as "-".
 inline std::string Text(const core::RecordSet& records, std::size_t field) {
   std::string text;

@@ -15,6 +15,7 @@
 #include "storage/foxpro/foxpro_check.h"
 #include "storage/foxpro/foxpro_record_set.h"
 #include "storage/foxpro/foxpro_writer.h"
+#include "support/errors.h"
 
 namespace corvix::foxpro {
 
@@ -52,12 +53,8 @@ inline std::uint32_t Seek(FoxProRecordSet& records, std::string_view key) {
 
 /// "number: text" of the error that the function throws, or "none".
 inline std::string ErrorOf(const std::function<void()>& function) {
-  try {
-    function();
-  } catch (const common::Error& error) {
-    return fmt::format("{}: {}", error.number(), error.what());
-  }
-  return "none";
+  const common::Error error = test::ErrorOf(function);
+  return error.number() == 0 ? "none" : fmt::format("{}: {}", error.number(), error.what());
 }
 
 /// The problems that the checker finds in a table, one a line.

@@ -1,6 +1,7 @@
 // Field values: what the bytes of every type mean, as values and as text.
 #include <array>
 #include <bit>
+#include <sstream>
 
 #include "core/text_form.h"
 #include "foxpro/tables.h"
@@ -75,37 +76,13 @@ TEST(DbfValue, DaysOfTheCalendarOnly) {
 
 // The direct way from bytes to text must give what the value gives.
 TEST(DbfValue, TextOfNumbersIsTheTextOfTheirValues) {
-  const char* const kNumbers[] = {"0",
-                                  "-0",
-                                  "000",
-                                  "-0.0",
-                                  "1",
-                                  "-1",
-                                  "0012.500",
-                                  ".5",
-                                  "-.50",
-                                  "2.",
-                                  "1.0",
-                                  "0.1",
-                                  "100",
-                                  "123456789012345",
-                                  "1e5",
-                                  "12AB",
-                                  "+7",
-                                  "+0.25",
-                                  "0.1000000",
-                                  "99.999",
-                                  "1234567890123456",
-                                  "0.000000000000001",
-                                  "0.0000000000000015",
-                                  "12345678901234567890",
-                                  "123456789.123456",
-                                  "1234567890.1234567",
-                                  "-3.14159265358979",
-                                  "."};
+  std::istringstream numbers(
+      "0 -0 000 -0.0 1 -1 0012.500 .5 -.50 2. 1.0 0.1 100 123456789012345 1e5 12AB +7 +0.25 0.1000000 99.999 "
+      "1234567890123456 0.000000000000001 0.0000000000000015 12345678901234567890 123456789.123456 "
+      "1234567890.1234567 -3.14159265358979 .");
   storage::MemoryFileSystem files;
   FoxProWriter writer(files, kDirectory, "T", {.fields = {{"N", 'N', 20, 5}}});
-  for (const std::string_view number : kNumbers) {
+  for (std::string number; numbers >> number;) {
     writer.SetRaw(0, fmt::format("{:>20}", number));
     writer.Append();
   }

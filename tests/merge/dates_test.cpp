@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "common/error.h"
+#include "support/errors.h"
 #include "support/memory_sources.h"
 
 namespace corvix::merge {
@@ -73,12 +74,7 @@ TEST_F(SaleDateTest, AMissingField_GoesToTheCaller) {
   Connect();
   Target().BeginAdd();
   std::string text = "03/05/2002";
-  try {
-    SetSaleDate(sources.DATFOLVANE, text);
-    FAIL() << "a target without SaleDate was accepted";
-  } catch (const common::Error& error) {
-    EXPECT_EQ(error.number(), common::kItemNotFound);
-  }
+  EXPECT_EQ(test::NumberOf([&] { SetSaleDate(sources.DATFOLVANE, text); }), common::kItemNotFound);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "common/error.h"
 #include "merge/store_field.h"
+#include "support/errors.h"
 #include "support/memory_sources.h"
 
 namespace corvix::merge {
@@ -15,14 +16,6 @@ using core::Value;
 
 class MergeTest : public testing::Test, protected test::MemorySources {
  protected:
-  int ErrorOf(const std::function<void()>& action) {
-    try {
-      action();
-      return 0;
-    } catch (const common::Error& error) {
-      return error.number();
-    }
-  }
   std::string Field(std::string_view name) { return target->Text(0, name); }
 };
 
@@ -61,10 +54,10 @@ TEST_F(MergeTest, MergeData_StopsAtAFieldThatTheTargetLacks) {
   target->AddRow({std::string("A1")});
   Connect();
   Target().BeginEdit();
-  EXPECT_EQ(ErrorOf([&] { MergeData(sources.datcomps, sources.DATFOLVANE, kReplace); }), 0)
+  EXPECT_EQ(test::NumberOf([&] { MergeData(sources.datcomps, sources.DATFOLVANE, kReplace); }), 0)
       << "an empty field is not looked for";
   sources.datcomps.Records().MoveNext();
-  EXPECT_EQ(ErrorOf([&] { MergeData(sources.datcomps, sources.DATFOLVANE, kReplace); }),
+  EXPECT_EQ(test::NumberOf([&] { MergeData(sources.datcomps, sources.DATFOLVANE, kReplace); }),
             common::kItemNotFound);
 }
 
@@ -104,9 +97,10 @@ TEST_F(MergeTest, MergeCentralData_AnEmptyValueForANumberIs3421) {
   target->AddRow({std::string("A1"), std::string("x"), Null{}});
   Connect();
   Target().BeginEdit();
-  EXPECT_EQ(ErrorOf([&] { MergeCentralData(sources.datCentral, sources.DATFOLVANE, kReplaceIfEmpty); }),
-            common::kConversion);
-  EXPECT_EQ(ErrorOf([&] { MergeCentralData(sources.datCentral, sources.DATFOLVANE, "replace"); }),
+  EXPECT_EQ(
+      test::NumberOf([&] { MergeCentralData(sources.datCentral, sources.DATFOLVANE, kReplaceIfEmpty); }),
+      common::kConversion);
+  EXPECT_EQ(test::NumberOf([&] { MergeCentralData(sources.datCentral, sources.DATFOLVANE, "replace"); }),
             common::kConversion);
   Target().Store();
   EXPECT_EQ(Field("Address"), "") << "the mode REPLACE writes empty values over filled fields";
@@ -140,7 +134,8 @@ TEST_F(MergeTest, StoreFolvaneField_ObeysTheTypeTable) {
   }
   Target().BeginEdit();
   std::string data = "x";
-  EXPECT_EQ(ErrorOf([&] { StoreFolvaneField(sources.DATFOLVANE, "NONE", data); }), common::kItemNotFound);
+  EXPECT_EQ(test::NumberOf([&] { StoreFolvaneField(sources.DATFOLVANE, "NONE", data); }),
+            common::kItemNotFound);
 }
 
 TEST_F(MergeTest, StoreFolvaneField_TreatsTheTwoNamesInThisLetterCaseOnly) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/error.h"
+#include "support/errors.h"
 #include "support/temporary_directory.h"
 
 namespace corvix::storage {
@@ -22,13 +23,9 @@ class PosixFileTest : public testing::Test {
  protected:
   PosixFileTest() { std::ofstream(path) << "0123456789"; }
   int ErrorOf(const fs::path& wanted, OpenMode mode) {
-    try {
-      files.Open(wanted, mode);
-      return 0;
-    } catch (const common::Error& error) {
-      EXPECT_EQ(error.place(), wanted.string());
-      return error.number();
-    }
+    const common::Error error = test::ErrorOf([&] { files.Open(wanted, mode); });
+    EXPECT_EQ(error.place(), error.number() == 0 ? "" : wanted.string());
+    return error.number();
   }
   test::TemporaryDirectory directory;
   fs::path path = directory.path() / "f";
