@@ -1,7 +1,6 @@
 // A database in memory for tests of the table operations: made from a description, judged by the checker.
 #pragma once
 
-#include <concepts>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -12,6 +11,7 @@
 #include "storage/jet/catalog/jet_create.h"
 #include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
+#include "support/errors.h"
 #include "support/jet_files.h"
 
 namespace corvix::jet::test {
@@ -46,16 +46,8 @@ struct Tables {
   }
 };
 
-/// The error that the call raises; number 0 for none.
-inline common::Error ErrorOf(std::invocable auto&& call) {
-  try {
-    call();
-  } catch (const common::Error& error) {
-    return error;
-  }
-  return common::Error(0, "no error");
-}
-inline common::ErrorNumber NumberOf(std::invocable auto&& call) { return ErrorOf(call).number(); }
+using corvix::test::ErrorOf;
+using corvix::test::NumberOf;
 
 inline std::size_t At(const core::RecordSet& records, std::string_view field) {
   return core::RequireField(records, field);

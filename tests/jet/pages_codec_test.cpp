@@ -194,7 +194,7 @@ TEST(RowCodec, RefusesValuesThatDoNotFit) {
   TableDefinition table = AllTypes();
   const auto encode = [&](std::size_t column, core::Value value) {
     Bytes stored;
-    return ErrorOf([&] { EncodeValue(table.columns[column], value, stored); });
+    return NumberOf([&] { EncodeValue(table.columns[column], value, stored); });
   };
   EXPECT_EQ(encode(22, std::string(20, 'x')), 0);
   EXPECT_EQ(encode(22, std::string(21, 'x')), common::kFieldTooSmall);
@@ -208,7 +208,7 @@ TEST(RowCodec, RefusesValuesThatDoNotFit) {
   builder.Set(table.columns[21], Bytes(4060 - builder.length()));
   EXPECT_EQ(builder.Build().size(), 4060u);
   builder.Set(table.columns[22], Bytes(1));
-  EXPECT_EQ(ErrorOf([&] { builder.Build(); }), common::kRecordTooLarge);
+  EXPECT_EQ(NumberOf([&] { builder.Build(); }), common::kRecordTooLarge);
 }
 
 }  // namespace

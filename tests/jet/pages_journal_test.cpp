@@ -160,7 +160,7 @@ TEST(Journal, DeviceErrorsCanBeRepeatedAndTheProcessMayStillCrash) {
     files.FailAt(failing, 1, common::kDiskFull);
     bool failed = false;
     const auto repeated = [&](const std::function<void()>& action) {
-      if (ErrorOf(action) == 0) return;
+      if (NumberOf(action) == 0) return;
       failed = true;
       action();
     };
@@ -240,7 +240,7 @@ TEST(Journal, IsRefusedWhenTheDatabaseIsNotWhatItWas) {
     FaultyFileSystem files = Found(device);
     for (const bool writing : {false, true}) {
       const auto open = [&] { writing ? void(OpenForWriting(files)) : void(ReadThroughPager(files)); };
-      EXPECT_EQ(ErrorOf(open), common::kDamagedDatabase);
+      EXPECT_EQ(NumberOf(open), common::kDamagedDatabase);
     }
     EXPECT_EQ(files.operations(), 0u) << "a refused journal and its database stay as they are";
   }

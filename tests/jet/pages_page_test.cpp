@@ -36,11 +36,11 @@ TEST(DataPage, DamageIsFoundBeforeAnythingMoves) {
     PageBytes bytes = good;
     WriteLittle<std::uint16_t>(bytes, test.offset, test.value);
     const PageBytes before = bytes;
-    EXPECT_EQ(ErrorOf([&] { DataPageEdit(bytes, {nullptr, 9, {}}).Delete(0); }), common::kDamagedDatabase);
+    EXPECT_EQ(NumberOf([&] { DataPageEdit(bytes, {nullptr, 9, {}}).Delete(0); }), common::kDamagedDatabase);
     EXPECT_EQ(bytes, before);
   }
-  EXPECT_EQ(ErrorOf([&] { page.CellAt(3); }), common::kDamagedDatabase);
-  EXPECT_EQ(ErrorOf([&] { page.PointerAt(2); }), common::kDamagedDatabase);
+  EXPECT_EQ(NumberOf([&] { page.CellAt(3); }), common::kDamagedDatabase);
+  EXPECT_EQ(NumberOf([&] { page.PointerAt(2); }), common::kDamagedDatabase);
   try {
     page.CellAt(200);
     FAIL();

@@ -83,15 +83,15 @@ TEST(Pager, RefusesWhatTheFileCannotGive) {
   file->size = 3 * kPageSize + 100;  // a cut last page
   Pager reading(std::make_unique<SparseFile>(file), "A.MDB", {0, true});
   EXPECT_EQ(reading.page_count(), 3u);
-  EXPECT_EQ(ErrorOf([&] { reading.Read(3); }), common::kDamagedDatabase);
-  EXPECT_EQ(ErrorOf([&] { reading.Edit(1); }), common::kReadOnly);
-  EXPECT_EQ(ErrorOf([&] { reading.Append(); }), common::kReadOnly);
+  EXPECT_EQ(NumberOf([&] { reading.Read(3); }), common::kDamagedDatabase);
+  EXPECT_EQ(NumberOf([&] { reading.Edit(1); }), common::kReadOnly);
+  EXPECT_EQ(NumberOf([&] { reading.Append(); }), common::kReadOnly);
   EXPECT_FALSE(reading.dirty());
 
   file->size = kMaxFileSize - kPageSize;
   Pager full(std::make_unique<SparseFile>(file), "A.MDB", {});
   full.Append();
-  EXPECT_EQ(ErrorOf([&] { full.Append(); }), common::kDiskFull);
+  EXPECT_EQ(NumberOf([&] { full.Append(); }), common::kDiskFull);
   EXPECT_EQ(full.page_count(), kMaxFileSize / kPageSize);
 }
 

@@ -133,7 +133,7 @@ TEST_F(TableRowsTest, InlineValuesLeaveARowThatWouldBeTooLong) {
   }
   values[2] = std::string(2010, 'x');
   const std::uint32_t count = table.row_count;
-  EXPECT_EQ(ErrorOf([&] { rows->Insert(values); }), common::kRecordTooLarge);
+  EXPECT_EQ(NumberOf([&] { rows->Insert(values); }), common::kRecordTooLarge);
   EXPECT_EQ(table.row_count, count);
 }
 
@@ -155,7 +155,7 @@ TEST_F(TableRowsTest, DamagedPointersAndValuesAreReported) {
     Savepoint savepoint(*pager);
     DataPageEdit page(pager->Edit(cell.page));
     damage(page);
-    return ErrorOf([&] { Read(slot); });
+    return NumberOf([&] { Read(slot); });
   };
   const auto point_to = [&](RowRef target) {
     return with_cell(slot, [&](DataPageEdit& page) { page.SetPointer(slot.row, target); });

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -19,6 +18,7 @@
 #include "storage/jet/pages/page.h"
 #include "storage/jet/pages/pager.h"
 #include "storage/jet/pages/usage_map.h"
+#include "support/errors.h"
 
 namespace corvix::jet {
 
@@ -64,15 +64,7 @@ class SparseFile : public storage::File {
   std::shared_ptr<State> state_;
 };
 
-/// Number of the error that the action throws; 0 for none.
-inline common::ErrorNumber ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const common::Error& error) {
-    return error.number();
-  }
-  return 0;
-}
+using corvix::test::NumberOf;
 
 /// A new file with a global map and a page for usage maps (page 6); page 2 stands for the table's definition.
 struct ScratchFile {

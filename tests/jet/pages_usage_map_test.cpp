@@ -73,7 +73,7 @@ TEST(UsageMap, DamageIsReported) {
     PageEdit page = file.pager.Edit(cell.page);
     const storage::ByteSpan bytes = DataPageEdit(page).MutableCell(cell.row);
     for (const auto& [offset, word] : words) storage::WriteLittle<std::uint32_t>(bytes, offset, word);
-    return ErrorOf([&] {
+    return NumberOf([&] {
       map.NextFrom(0);
       map.PreviousFrom(1000);
       map.Contains(5);
@@ -84,7 +84,7 @@ TEST(UsageMap, DamageIsReported) {
   EXPECT_EQ(with({{0, 2}}), common::kDamagedDatabase);
   EXPECT_EQ(with({{0, 0x00000201}}), common::kDamagedDatabase);  // page 2 is no bitmap page
   EXPECT_EQ(with({{0, 0x00FFFF01}}), common::kDamagedDatabase);  // outside the file
-  EXPECT_EQ(ErrorOf([&] { UsageMap(file.pager, {1, 9}).First(); }), common::kDamagedDatabase);
+  EXPECT_EQ(NumberOf([&] { UsageMap(file.pager, {1, 9}).First(); }), common::kDamagedDatabase);
 }
 
 TEST(PageAllocator, KeepsTheGlobalMapTrueWhileTheFileGrows) {
