@@ -2,7 +2,6 @@
 // device error, once or from then on, and the user answers Retry, Ignore or Abort. The box names the error;
 // the database is sound afterwards, whether it is opened again or the power fails as well; and a fault that
 // goes away and is retried leaves no trace in the rows.
-#include <cstdio>
 #include <limits>
 #include <map>
 
@@ -85,9 +84,6 @@ TEST_P(FailingWrite, AtAnyOperationLeavesASoundDatabase) {
       if (HasFailure()) return;
     }
   }
-  std::printf("boxes shown for %zu failing writes, %zu syncs, %zu truncations, %zu others; %zu states\n",
-              asked[Change::Write], asked[Change::Sync], asked[Change::Truncate],
-              asked[Change::Create] + asked[Change::Remove] + asked[Change::SyncDirectory], judge_.judged());
   for (const Change kind : {Change::Write, Change::Sync, Change::Truncate}) EXPECT_GT(asked[kind], 20u);
 }
 

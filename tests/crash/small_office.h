@@ -141,7 +141,6 @@ class Judge {
         ReadRows(*jet::OpenJetDatabase(files, kDatabase, core::Access::ReadOnly)->OpenTable("COMPS"));
     return entry->second;
   }
-  std::size_t judged() const { return known_.size(); }
 
  private:
   std::map<Bytes, Rows> known_;

@@ -13,6 +13,7 @@
 #include "storage/jet/catalog/catalog.h"
 #include "storage/jet/index/index_set.h"
 #include "storage/jet/rows/table_rows.h"
+#include "support/faulty_file_system.h"
 
 namespace corvix::jet {
 namespace {
@@ -281,40 +282,12 @@ TEST(JetHistory, EqualsTheModel) {
   }
 }
 
-/// Lets `allowed` reads pass, then fails one.
-struct FailingFiles : storage::MemoryFileSystem {
-  class FailingFile : public storage::File {
-   public:
-    FailingFile(std::unique_ptr<storage::File> file, int& allowed)
-        : file_(std::move(file)), allowed_(allowed) {}
-    std::uint64_t Size() const override { return file_->Size(); }
-    std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
-      if (allowed_-- == 0) throw common::Error(common::kDeviceIo);
-      return file_->ReadAt(offset, out);
-    }
-    void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
-      file_->WriteAt(offset, bytes);
-    }
-    void Truncate(std::uint64_t size) override { file_->Truncate(size); }
-    void Sync() override { file_->Sync(); }
-    bool TryLock(storage::LockKind kind, std::uint64_t offset, std::uint64_t length) override {
-      return file_->TryLock(kind, offset, length);
-    }
-    void Unlock(std::uint64_t offset, std::uint64_t length) override { file_->Unlock(offset, length); }
-
-   private:
-    std::unique_ptr<storage::File> file_;
-    int& allowed_;
-  };
-
-  std::unique_ptr<storage::File> Open(const std::filesystem::path& path, storage::OpenMode mode) override {
-    return std::make_unique<FailingFile>(MemoryFileSystem::Open(path, mode), allowed);
-  }
-  int allowed = -1;  // below 0: all
-};
-
 TEST(JetHistory, AStoreThatFailsOnTheDeviceChangesNothingAndCanBeRepeated) {
-  FailingFiles files;
+  corvix::test::FaultyFileSystem files;
+  int allowed = -1;  // so many reads pass, then one fails; below 0: all
+  files.on_read = [&](auto&&...) {
+    if (allowed-- == 0) throw common::Error(common::kDeviceIo);
+  };
   CreateDatabase(files, kFile, corvix::sample::FolvaneSchema());
   std::size_t failures = 0;
   for (int round = 0; round < 60; ++round) {  // each begins with a cold cache
@@ -326,10 +299,10 @@ TEST(JetHistory, AStoreThatFailsOnTheDeviceChangesNothingAndCanBeRepeated) {
     comps->BeginAdd();
     comps->Write(At(*comps, "CENTRALKEY"), key);
     comps->Write(At(*comps, "COMMENTS"), std::string(static_cast<std::size_t>(round) * 100, 'c'));
-    for (int allowed = 0;; ++allowed) {
-      files.allowed = allowed;
+    for (int reads = 0;; ++reads) {
+      allowed = reads;
       const common::Error error = ErrorOf([&] { comps->Store(); });
-      files.allowed = -1;
+      allowed = -1;
       if (error.number() == 0) break;
       ASSERT_EQ(error.number(), common::kDeviceIo) << error.what();
       ++failures;

@@ -6,8 +6,8 @@
 #include "common/error.h"
 #include "storage/base/bytes.h"
 #include "storage/base/computer_name.h"
-#include "storage/base/memory_file.h"
 #include "storage/base/posix_file.h"
+#include "support/faulty_file_system.h"
 #include "support/temporary_directory.h"
 
 namespace corvix::jet {
@@ -107,54 +107,23 @@ TEST_F(LockFileTest, AWriterIsSeenByTheOthers) {
   EXPECT_TRUE(files.Exists(lock_file)) << "it is the other's now";
 }
 
-/// A file system that has no locks, or refuses to open or remove lock files.
-class PoorFileSystem : public storage::MemoryFileSystem {
- public:
-  bool has_locks = true, opens = true, removes = true;
-  std::unique_ptr<storage::File> Open(const std::filesystem::path& path, OpenMode mode) override {
-    if (path.extension() == ".ldb" && mode != OpenMode::Read && !opens)
-      throw common::Error(common::kPermissionDenied);
-    return std::make_unique<PoorFile>(MemoryFileSystem::Open(path, mode), has_locks);
-  }
-  void Remove(const std::filesystem::path& path) override {
-    if (!removes) throw common::Error(common::kPermissionDenied);
-    MemoryFileSystem::Remove(path);
-    opens = true;
-  }
-
- private:
-  struct PoorFile : storage::File {
-    PoorFile(std::unique_ptr<storage::File> real, bool locks) : file(std::move(real)), has_locks(locks) {}
-    std::uint64_t Size() const override { return file->Size(); }
-    std::size_t ReadAt(std::uint64_t offset, storage::ByteSpan out) override {
-      return file->ReadAt(offset, out);
-    }
-    void WriteAt(std::uint64_t offset, storage::ByteView bytes) override { file->WriteAt(offset, bytes); }
-    void Truncate(std::uint64_t size) override { file->Truncate(size); }
-    void Sync() override { file->Sync(); }
-    bool TryLock(storage::LockKind kind, std::uint64_t offset, std::uint64_t length) override {
-      if (!has_locks) throw common::Error(common::kUnsupported);
-      return file->TryLock(kind, offset, length);
-    }
-    void Unlock(std::uint64_t offset, std::uint64_t length) override { file->Unlock(offset, length); }
-    std::unique_ptr<storage::File> file;
-    bool has_locks;
-  };
-};
-
 TEST(LockFile, GoesOnWhereThatIsSafe) {
-  PoorFileSystem files;
-  files.Open("A.MDB", OpenMode::Create);
-  files.has_locks = false;
+  test::FaultyFileSystem files;
+  files.Put("A.MDB", {});
+  files.before_lock = [] { throw common::Error(common::kUnsupported); };
   EXPECT_EQ(Refusal(files, "A.MDB", Access::ReadOnly), "");
   EXPECT_THAT(Refusal(files, "A.MDB", Access::ReadWrite), HasSubstr("has no locks"));
-  files.has_locks = true;
+  files.before_lock = [] {};
 
-  files.Open("A.ldb", OpenMode::Create);  // left over, and this user may not write it
-  files.opens = files.removes = false;
+  files.Put("A.ldb", {});  // left over, and this user may not write it
+  const auto deny = [] { throw common::Error(common::kPermissionDenied); };
+  files.before_open = [&](const auto& path, OpenMode mode) {
+    if (path == "A.ldb" && mode != OpenMode::Read && files.Exists(path)) deny();
+  };
+  files.before_remove = deny;
   EXPECT_THAT(Refusal(files, "A.MDB", Access::ReadWrite), HasSubstr("remove it (A.ldb)"));
   EXPECT_EQ(Refusal(files, "A.MDB", Access::ReadOnly), "");
-  files.removes = true;
+  files.before_remove = [] {};
   EXPECT_EQ(Refusal(files, "A.MDB", Access::ReadWrite), "") << "removed and made anew";
   EXPECT_FALSE(files.Exists("A.ldb"));
 }

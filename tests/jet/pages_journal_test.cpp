@@ -1,5 +1,8 @@
 // Crashes at every operation, and what opening the database makes of them: always exactly a checkpoint.
+#include <functional>
 #include <gtest/gtest.h>
+#include <map>
+#include <optional>
 #include <random>
 #include <vector>
 

@@ -1,4 +1,5 @@
 // The pager against a model of the file: cache, spilling, savepoints, checkpoints, encoding.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 #include <vector>
@@ -18,10 +19,10 @@ TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
   const auto below = [&](std::size_t n) { return static_cast<std::size_t>(random()) % n; };
-  auto file = std::make_shared<SparseFile::State>();
+  ScratchFile file;
   Model model;
   {
-    Pager pager(std::make_unique<SparseFile>(file), "A.MDB", {16 * kPageSize, false});
+    Pager pager = file.Open(16);
     pager.SetDatabaseKey(GetParam());
     std::vector<PageView> held;
     for (int round = 0; round < 1500; ++round) {
@@ -59,19 +60,19 @@ TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
       if (below(100) == 0) {
         pager.Checkpoint();
         EXPECT_FALSE(pager.dirty());
-        ASSERT_EQ(file->size, model.size() * kPageSize);
+        ASSERT_EQ(file.Size(), model.size() * kPageSize);
       }
     }
     held.clear();
     pager.Checkpoint();
     EXPECT_GT(pager.undo_count(), 100u);
   }
-  Pager again(std::make_unique<SparseFile>(file), "A.MDB", {16 * kPageSize, true});
+  Pager stored = file.Open(16, true), again = file.Open(16, true);
   again.SetDatabaseKey(GetParam());
   for (PageNumber page = 0; page < model.size(); ++page) {
     EXPECT_TRUE(std::ranges::equal(again.Read(page).bytes(), model[page]));
     if (model[page] != PageBytes{}) {
-      EXPECT_EQ(file->pages[page] == model[page], GetParam() == 0 || page == 0);
+      EXPECT_EQ(std::ranges::equal(stored.Read(page).bytes(), model[page]), GetParam() == 0 || page == 0);
     }
   }
 }
@@ -79,17 +80,17 @@ TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
 INSTANTIATE_TEST_SUITE_P(Keys, PagerHistory, testing::Values(0u, 0x8BADF00Du));
 
 TEST(Pager, RefusesWhatTheFileCannotGive) {
-  auto file = std::make_shared<SparseFile::State>();
-  file->size = 3 * kPageSize + 100;  // a cut last page
-  Pager reading(std::make_unique<SparseFile>(file), "A.MDB", {0, true});
+  ScratchFile file;
+  file.Resize(3 * kPageSize + 100);  // a cut last page
+  Pager reading = file.Open(0, true);
   EXPECT_EQ(reading.page_count(), 3u);
   EXPECT_EQ(NumberOf([&] { reading.Read(3); }), common::kDamagedDatabase);
   EXPECT_EQ(NumberOf([&] { reading.Edit(1); }), common::kReadOnly);
   EXPECT_EQ(NumberOf([&] { reading.Append(); }), common::kReadOnly);
   EXPECT_FALSE(reading.dirty());
 
-  file->size = kMaxFileSize - kPageSize;
-  Pager full(std::make_unique<SparseFile>(file), "A.MDB", {});
+  file.Resize(kMaxFileSize - kPageSize);
+  Pager full = file.Open(64);
   full.Append();
   EXPECT_EQ(NumberOf([&] { full.Append(); }), common::kDiskFull);
   EXPECT_EQ(full.page_count(), kMaxFileSize / kPageSize);

@@ -1,6 +1,9 @@
 // Rows of a table and their long values in all their forms; the file is checked whole afterwards.
+#include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>

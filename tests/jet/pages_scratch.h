@@ -1,86 +1,50 @@
-// What the tests of the physical layer share: a file that holds only the pages that were written, and a small
-// database around one table.
+// What the tests of the physical layer share: a file of any size, and one that is ready for usage maps.
 #pragma once
 
-#include <algorithm>
 #include <array>
-#include <map>
-#include <memory>
+#include <filesystem>
 #include <optional>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "common/error.h"
-#include "storage/base/file.h"
-#include "storage/jet/definition/table_definition.h"
+#include "storage/base/bytes.h"
+#include "storage/base/posix_file.h"
 #include "storage/jet/pages/page.h"
 #include "storage/jet/pages/pager.h"
 #include "storage/jet/pages/usage_map.h"
 #include "support/errors.h"
+#include "support/temporary_directory.h"
 
 namespace corvix::jet {
 
 using PageBytes = std::array<std::byte, kPageSize>;
 
-/// A file of whole pages; pages never written read as zeros.
-class SparseFile : public storage::File {
+/// A file on the disk, where pages that were never written take no room.
+class ScratchFile {
  public:
-  struct State {
-    std::map<std::uint64_t, PageBytes> pages;
-    std::uint64_t size = 0;
-  };
-  explicit SparseFile(std::shared_ptr<State> state) : state_(std::move(state)) {}
-
-  std::uint64_t Size() const override { return state_->size; }
-  std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
-    const auto found = state_->pages.find(offset / kPageSize);
-    if (found == state_->pages.end()) {
-      std::ranges::fill(out, std::byte{0});
-    } else {
-      std::ranges::copy(found->second, out.begin());
-    }
-    return out.size();
+  Pager Open(std::size_t cache_pages, bool read_only = false) {
+    return {disk_.Open(path_, storage::OpenMode::CreateOrOpen), path_, {cache_pages * kPageSize, read_only}};
   }
-  void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
-    for (std::size_t at = 0; at < bytes.size(); at += kPageSize) {
-      const std::uint64_t page = (offset + at) / kPageSize;
-      const auto part = bytes.subspan(at, kPageSize);
-      if (std::ranges::all_of(part, [](std::byte byte) { return byte == std::byte{0}; })) {
-        state_->pages.erase(page);
-      } else {
-        std::ranges::copy(part, state_->pages[page].begin());
-      }
-    }
-    state_->size = std::max(state_->size, offset + bytes.size());
-  }
-  void Truncate(std::uint64_t size) override { state_->size = size; }
-  void Sync() override {}
-  bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override { return true; }
-  void Unlock(std::uint64_t, std::uint64_t) override {}
+  std::uint64_t Size() { return disk_.Open(path_, storage::OpenMode::Read)->Size(); }
+  void Resize(std::uint64_t size) { disk_.Open(path_, storage::OpenMode::CreateOrOpen)->Truncate(size); }
 
  private:
-  std::shared_ptr<State> state_;
+  corvix::test::TemporaryDirectory directory_;
+  storage::PosixFileSystem disk_;
+  const std::filesystem::path path_ = directory_.path() / "SCRATCH.MDB";
 };
 
 using corvix::test::NumberOf;
 
-/// A new file with a global map and a page for usage maps (page 6); page 2 stands for the table's definition.
-struct ScratchFile {
-  static constexpr PageNumber kTable = 2;
+/// A new file with a global map and a page for usage maps (page 6).
+struct ScratchMaps {
   static constexpr PageNumber kMaps = 6;
-
-  explicit ScratchFile(std::size_t cache_pages = 64)
-      : state(std::make_shared<SparseFile::State>()),
-        pager(std::make_unique<SparseFile>(state), "SCRATCH.MDB", {cache_pages * kPageSize, false}),
-        allocator((MakePages(pager), pager)) {}
 
   RowRef NewMap() { return UsageMap::Create(pager, kMaps); }
 
-  std::shared_ptr<SparseFile::State> state;
-  Pager pager;
-  PageAllocator allocator;
+  ScratchFile file;
+  Pager pager = file.Open(64);
+  PageAllocator allocator{(MakePages(pager), pager)};
 
  private:
   static void MakePages(Pager& pager) {

@@ -14,13 +14,13 @@ TEST(UsageMap, EqualsASetThroughAllItsForms) {
   constexpr unsigned kSeed = 31;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
-  ScratchFile small;
+  ScratchMaps small;
   std::vector<RowRef> neighbours{small.NewMap()};
   const RowRef cell = small.NewMap();
   neighbours.push_back(small.NewMap());
   small.pager.Checkpoint();
-  small.state->size = 100'000 * kPageSize;
-  Pager pager(std::make_unique<SparseFile>(small.state), "BIG.MDB", {64 * kPageSize, false});
+  small.file.Resize(std::uint64_t{100'000} * kPageSize);
+  Pager pager = small.file.Open(64);
   PageAllocator allocator(pager);
   UsageMap map(pager, cell, &allocator);
   for (const RowRef neighbour : neighbours) UsageMap(pager, neighbour, &allocator).Add(77);
@@ -66,7 +66,7 @@ TEST(UsageMap, EqualsASetThroughAllItsForms) {
 }
 
 TEST(UsageMap, DamageIsReported) {
-  ScratchFile file;
+  ScratchMaps file;
   const RowRef cell = file.NewMap();
   UsageMap map(file.pager, cell, &file.allocator);
   const auto with = [&](std::initializer_list<std::pair<std::size_t, std::uint32_t>> words) {
@@ -88,7 +88,7 @@ TEST(UsageMap, DamageIsReported) {
 }
 
 TEST(PageAllocator, KeepsTheGlobalMapTrueWhileTheFileGrows) {
-  ScratchFile file;
+  ScratchMaps file;
   for (const std::size_t pages : {600u, 900u, 1100u, 34'000u}) {  // with pages for the map itself
     std::vector<PageNumber> used;
     while (file.pager.page_count() < pages) used.push_back(file.allocator.Allocate().number());

@@ -118,22 +118,14 @@ TEST(IniFile, IsTheOldOrTheNewOneAfterAPowerCut) {
 }
 
 TEST(IniFile, DeviceErrorsOnReadingReachTheCaller) {
-  class Broken : public storage::PosixFileSystem {
-   public:
-    explicit Broken(common::ErrorNumber number) : number_(number) {}
-    std::unique_ptr<storage::File> Open(const fs::path&, storage::OpenMode) override {
-      throw common::Error(number_);
-    }
-
-   private:
-    common::ErrorNumber number_;
+  corvix::test::FaultyFileSystem files;
+  files.Put("/windows/A.INI", {});
+  const auto read = [&](common::ErrorNumber number) {
+    files.before_open = [=](auto&&...) { throw common::Error(number); };
+    return IniReadString({files, "/windows"}, "A.INI", "S", "K", "d");
   };
-  const SettingsDirectory directory;
-  directory.Write("A.INI", "[S]\r\nK=v\r\n");
-  Broken device(common::kDeviceIo);
-  EXPECT_THROW(IniReadString({device, directory.path("")}, "A.INI", "S", "K", "d"), common::Error);
-  Broken denied(common::kPermissionDenied);
-  EXPECT_EQ(IniReadString({denied, directory.path("")}, "A.INI", "S", "K", "d"), "d");
+  EXPECT_THROW(read(common::kDeviceIo), common::Error);
+  EXPECT_EQ(read(common::kPermissionDenied), "d");
 }
 
 }  // namespace

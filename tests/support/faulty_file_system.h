@@ -7,7 +7,7 @@
 //   half;
 //   - a name that was created or removed since the last SyncDirectory may be there or not.
 //
-// Operations that change something are counted and logged by their kind.
+// Operations that change something are counted and logged by their kind. Others fail by hooks.
 #pragma once
 
 #include <algorithm>
@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "common/error.h"
+#include "storage/base/bytes.h"
 #include "storage/base/memory_file.h"
 
 namespace corvix::test {
@@ -51,6 +52,12 @@ class FaultyFileSystem : public storage::FileSystem {
   void FailAt(std::uint64_t first, std::uint64_t count, common::ErrorNumber number) {
     fail_first_ = first, fail_count_ = count, fail_number_ = number;
   }
+  /// Called before each of these operations; what it throws leaves the operation undone.
+  std::function<void(const Path&, storage::OpenMode)> before_open = [](auto&&...) {};
+  std::function<void()> before_remove = [] {}, before_lock = [] {};
+  /// Called with what was read of a file, which it may change.
+  std::function<void(const Path&, storage::ByteSpan)> on_read = [](auto&&...) {};
+
   std::uint64_t operations() const { return log_.size(); }
   /// The operations so far, one that failed or was cut included.
   const std::vector<Change>& log() const { return log_; }
@@ -80,6 +87,7 @@ class FaultyFileSystem : public storage::FileSystem {
   }
 
   std::unique_ptr<storage::File> Open(const Path& path, storage::OpenMode mode) override {
+    before_open(path, mode);
     const bool create = mode == storage::OpenMode::Create || mode == storage::OpenMode::CreateOrOpen;
     if (!names_.contains(path)) {
       if (!create) throw common::Error(common::kFileNotFound);
@@ -87,7 +95,7 @@ class FaultyFileSystem : public storage::FileSystem {
       names_[path] = std::make_shared<Node>();
       name_changes_.emplace_back(path, names_[path]);
     }
-    auto file = std::make_unique<FaultyFile>(*this, names_[path]);
+    auto file = std::make_unique<FaultyFile>(*this, path, names_[path]);
     if (mode == storage::OpenMode::Create) file->Truncate(0);
     return file;
   }
@@ -95,6 +103,7 @@ class FaultyFileSystem : public storage::FileSystem {
   bool IsDirectory(const Path& path) override { return !names_.contains(path); }
   bool IsWritable(const Path& path) override { return names_.contains(path); }
   void Remove(const Path& path) override {
+    before_remove();
     Count(Change::Remove);
     if (names_.erase(path) == 0) throw common::Error(common::kFileNotFound);
     name_changes_.emplace_back(path, nullptr);
@@ -152,12 +161,14 @@ class FaultyFileSystem : public storage::FileSystem {
 
   class FaultyFile : public storage::File {
    public:
-    FaultyFile(FaultyFileSystem& files, std::shared_ptr<Node> node) : files_(files), node_(std::move(node)) {}
+    FaultyFile(FaultyFileSystem& files, Path path, std::shared_ptr<Node> node)
+        : files_(files), path_(std::move(path)), node_(std::move(node)) {}
     std::uint64_t Size() const override { return node_->current.size(); }
     std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out) override {
       if (offset >= node_->current.size()) return 0;
       const std::size_t count = std::min<std::size_t>(out.size(), node_->current.size() - offset);
       std::copy_n(node_->current.begin() + static_cast<std::ptrdiff_t>(offset), count, out.begin());
+      files_.on_read(path_, out.first(count));
       return count;
     }
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
@@ -190,11 +201,15 @@ class FaultyFileSystem : public storage::FileSystem {
       }
       node_->pending.clear();
     }
-    bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override { return true; }
+    bool TryLock(storage::LockKind, std::uint64_t, std::uint64_t) override {
+      files_.before_lock();
+      return true;
+    }
     void Unlock(std::uint64_t, std::uint64_t) override {}
 
    private:
     FaultyFileSystem& files_;
+    const Path path_;
     std::shared_ptr<Node> node_;
   };
 
