@@ -4,7 +4,7 @@
 
 #include <filesystem>
 #include <fmt/format.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,7 +15,6 @@
 #include "sample/random.h"
 #include "storage/foxpro/foxpro_writer.h"
 #include "storage/jet/catalog/jet_create.h"
-#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 #include "support/faulty_file_system.h"
 #include "support/file_run.h"
@@ -134,9 +133,7 @@ class Judge {
     if (!is_new) return entry->second;
     storage::MemoryFileSystem files;
     files.Open(kDatabase, storage::OpenMode::Create)->WriteAt(0, database);
-    for (const jet::Finding& problem : jet::CheckDatabase(*OpenPager(files, kDatabase)).problems) {
-      ADD_FAILURE() << "page " << problem.page << ": " << problem.text;
-    }
+    EXPECT_THAT(CheckFile(files, kDatabase).problems, testing::IsEmpty());
     entry->second =
         ReadRows(*jet::OpenJetDatabase(files, kDatabase, core::Access::ReadOnly)->OpenTable("COMPS"));
     return entry->second;

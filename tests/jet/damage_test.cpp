@@ -11,7 +11,6 @@
 #include "storage/base/bytes.h"
 #include "storage/engine/file_engine.h"
 #include "storage/jet/catalog/catalog.h"
-#include "storage/jet/check/jet_check.h"
 #include "storage/jet/definition/table_definition.h"
 #include "storage/jet/jet_database.h"
 #include "storage/overlay/overlay_file_system.h"
@@ -34,8 +33,6 @@ struct Outcome {
   std::string converted;     ///< how a conversion into the file ends; of a sound one the rows then
   std::size_t problems_then = 0;
 };
-
-CheckReport Check(storage::FileSystem& files) { return CheckDatabase(*test::OpenPager(files, kTarget)); }
 
 /// The first `fields` of the rows in the current order. A damaged table may lead round and round: so many
 /// rows are not read.
@@ -120,9 +117,10 @@ class DamagedFile : public testing::Test {
   Outcome Try(const Bytes& bytes) {
     files_.Contents(kTarget) = bytes;
     storage::OverlayFileSystem changed(files_);
-    Outcome outcome{
-        .problems = Check(files_).problems.size(), .rows = AllRows(files_), .converted = Convert(changed)};
-    outcome.problems_then = Check(changed).problems.size();
+    Outcome outcome{.problems = test::CheckFile(files_, kTarget).problems.size(),
+                    .rows = AllRows(files_),
+                    .converted = Convert(changed)};
+    outcome.problems_then = test::CheckFile(changed, kTarget).problems.size();
     if (outcome.problems == 0) outcome.converted += AllRows(changed);
     return outcome;
   }

@@ -1,7 +1,7 @@
 // A database in memory for tests of the table operations: made from a description, judged by the checker.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,7 +9,6 @@
 #include "common/error.h"
 #include "core/record_set.h"
 #include "storage/jet/catalog/jet_create.h"
-#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 #include "support/errors.h"
 #include "support/jet_files.h"
@@ -38,10 +37,8 @@ struct Tables {
   /// Closes the database; the file must be sound.
   CheckReport Check() {
     database->Close();
-    CheckReport report = CheckDatabase(*corvix::test::OpenPager(files, kFile));
-    for (const Finding& finding : report.problems) {
-      ADD_FAILURE() << "page " << finding.page << ": " << finding.text;
-    }
+    CheckReport report = corvix::test::CheckFile(files, kFile);
+    EXPECT_THAT(report.problems, testing::IsEmpty());
     return report;
   }
 };

@@ -1,7 +1,7 @@
 // Rows of a table and their long values in all their forms; the file is checked whole afterwards.
 #include <algorithm>
 #include <functional>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <map>
 #include <optional>
 #include <random>
@@ -12,8 +12,8 @@
 #include "storage/base/memory_file.h"
 #include "storage/jet/catalog/catalog.h"
 #include "storage/jet/catalog/jet_create.h"
-#include "storage/jet/check/jet_check.h"
 #include "storage/jet/rows/table_rows.h"
+#include "support/jet_files.h"
 
 namespace corvix::jet {
 namespace {
@@ -52,8 +52,8 @@ class TableRowsTest : public testing::Test {
   void ExpectSound() {
     WriteCounters(*pager, table);
     const CheckReport report = CheckDatabase(*pager);
-    for (const Finding& problem : report.problems) ADD_FAILURE() << problem.page << ": " << problem.text;
-    for (const Finding& note : report.notes) ADD_FAILURE() << note.page << ": " << note.text;
+    EXPECT_THAT(report.problems, testing::IsEmpty());
+    EXPECT_THAT(report.notes, testing::IsEmpty());
   }
 
   storage::MemoryFileSystem files;

@@ -8,7 +8,6 @@
 #include "sample/folvane_schema.h"
 #include "storage/jet/catalog/catalog.h"
 #include "storage/jet/catalog/jet_create.h"
-#include "storage/jet/check/jet_check.h"
 #include "storage/jet/definition/table_definition.h"
 #include "support/faulty_file_system.h"
 #include "support/jet_files.h"
@@ -16,14 +15,9 @@
 namespace corvix::jet {
 namespace {
 
+using test::Texts;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-std::vector<std::string> Texts(const std::vector<Finding>& findings) {
-  std::vector<std::string> texts;
-  for (const Finding& finding : findings) texts.push_back(finding.text);
-  return texts;
-}
 
 TEST(CreateDatabase, AnEmptyOneIsTheEnginesOwn) {
   const auto model = test::SharedFile("fixtures/mdb/real/adox_jet4.mdb");

@@ -1,7 +1,7 @@
 // A whole invented office through the real engines: 10,000 new records, then the same again as duplicates.
 // Every stored field is worked out here from the office itself.
 #include <filesystem>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <map>
 
 #include "common/text.h"
@@ -10,7 +10,6 @@
 #include "merge/dates.h"
 #include "sample/sample_writer.h"
 #include "storage/base/posix_file.h"
-#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 #include "support/file_run.h"
 #include "support/jet_files.h"
@@ -28,10 +27,7 @@ class OfficeTest : public testing::Test {
   }
 
   void ExpectSound() {
-    const auto pager = test::OpenPager(files_, directory_.path() / "FOLVANE.MDB");
-    for (const jet::Finding& problem : jet::CheckDatabase(*pager).problems) {
-      ADD_FAILURE() << "page " << problem.page << ": " << problem.text;
-    }
+    EXPECT_THAT(test::CheckFile(files_, directory_.path() / "FOLVANE.MDB").problems, testing::IsEmpty());
   }
 
   /// What PHOTOS must hold: views are listed once, whatever their letter case.

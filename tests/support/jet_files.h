@@ -1,15 +1,26 @@
-// Access files to test with: the shared ones, and how to open one.
+// Access files to test with: the shared ones, how to open one, and what the checker finds in it.
 #pragma once
 
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <ostream>
+#include <string>
 #include <vector>
 
 #include "storage/base/memory_file.h"
 #include "storage/base/posix_file.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/pages/pager.h"
 #include "support/shared_files.h"
+
+namespace corvix::jet {
+
+inline std::ostream& operator<<(std::ostream& out, const Finding& finding) {
+  return out << "page " << finding.page << ": " << finding.text;
+}
+
+}  // namespace corvix::jet
 
 namespace corvix::test {
 
@@ -31,6 +42,16 @@ inline std::unique_ptr<jet::Pager> OpenPager(storage::FileSystem& files, const s
   const auto mode = read_only ? storage::OpenMode::Read : storage::OpenMode::ReadWrite;
   return std::make_unique<jet::Pager>(files.Open(path, mode), path,
                                       jet::Pager::Options{jet::Pager::kDefaultBudget, read_only});
+}
+
+inline jet::CheckReport CheckFile(storage::FileSystem& files, const std::filesystem::path& path) {
+  return jet::CheckDatabase(*OpenPager(files, path));
+}
+
+inline std::vector<std::string> Texts(const std::vector<jet::Finding>& findings) {
+  std::vector<std::string> texts;
+  for (const jet::Finding& finding : findings) texts.push_back(finding.text);
+  return texts;
 }
 
 }  // namespace corvix::test
