@@ -7,17 +7,17 @@ import fcntl
 import json
 import os
 import re
-import resource
 import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 import unittest
 import zlib
 
 sys.path.append(os.path.join(os.path.dirname(__file__), '..', 'support'))
-from office_case import CHECKOUT, CLI, SHARED, OfficeCase, lines, read_file, run, write_file  # noqa: E402
+from office_case import CHECKOUT, CLI, SHARED, OfficeCase, lines, read_file, run, small_files, write_file  # noqa: E402
 
 PAIRS = os.path.join(SHARED, 'fixtures', 'pairs')
 NO = 'n\n' * 3000
@@ -48,27 +48,22 @@ class Preview(Companion):
         told = {kind: [line for line in lines(preview.stdout) if line['kind'] == kind]
                 for kind in ('warning', 'record', 'result')}
         rows_before = self.dump()
-        report = self.path('report.jsonl')
-        if os.path.exists(report):
-            os.remove(report)
+        report = os.path.join(tempfile.mkdtemp(dir=self.directory), 'report.jsonl')
         done = run('convert', '--yes', '--json', '--report', report, *options, text_in=NO)
         self.assertEqual(preview.returncode, done.returncode, done.stderr)
         written = lines(read_file(report).decode())
         records = [line for line in written if line['kind'] == 'record']
-        asked = 0
-        for record in told['record']:
-            if record['outcome'] == 'would_ask':
-                asked += 1
-                record['outcome'] = 'kept'
+        asked = [record for record in told['record'] if record['outcome'] == 'would_ask']
+        for record in asked:
+            record['outcome'] = 'kept'
         self.assertEqual(told['record'], records)
         result, = told['result']
-        self.assertEqual(result['would_ask'], asked)
-        self.assertEqual(asked > 0, policy == 'ask' and 'was found.  Overwrite?' in done.stderr)
+        self.assertEqual(result['would_ask'], len(asked))
+        self.assertEqual(bool(asked), policy == 'ask' and 'was found.  Overwrite?' in done.stderr)
         summaries = [result['summary'], json.loads(done.stdout), written[-1]['summary']]
         for summary in summaries:
             del summary['seconds']
-        self.assertEqual(summaries[0], summaries[1])
-        self.assertEqual(summaries[0], summaries[2])
+        self.assertEqual(summaries, [summaries[0]] * 3)
         self.assertEqual(result['size']['after'], os.stat(self.database).st_size)
         self.compare_rows(rows_before, records, self.dump())
         if policy != 'ask':  # the review takes every answer to be yes
@@ -206,8 +201,7 @@ class Report(Companion):
         self.office(5)
         before = state(self.target)
         self.assert_fails(self.convert('none/r.txt'), 'error 76', 'none/r.txt')
-        with open(self.path('r.txt'), 'w') as file:
-            file.write('mine')
+        write_file(self.path('r.txt'), b'mine')
         self.assert_fails(self.convert('r.txt'), 'error 52', 'already')
         self.assertEqual(read_file(self.path('r.txt')), b'mine')
         self.assertEqual(self.convert('FOLVANE.MDB').returncode, 2)
@@ -216,10 +210,7 @@ class Report(Companion):
     def test_a_report_on_a_full_disk_does_not_stop_the_conversion(self):
         self.office(600, 0)
         limit = 300000  # less than the report, more than the database needs
-
-        def small_files():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
-        done = self.convert('r.txt', '--json', preexec_fn=small_files, restore_signals=False)
+        done = self.convert('r.txt', '--json', **small_files(limit))
         self.assert_fails(done, 'The report is not complete')
         self.assertEqual(json.loads(done.stdout)['added'], 600)
 
@@ -234,21 +225,19 @@ class Backup(Companion):
     def test_there_and_back(self):
         self.office()
         old = read_file(self.database)
-        done = self.convert('--yes')
-        self.assertEqual(done.returncode, 0, done.stderr)
+        self.succeed('convert', *self.directories, '--backup', '--yes')
         copy, = self.copies()
         self.assertRegex(copy, r'^FOLVANE-\d{8}-\d{6}\.MDB$')
         self.assertEqual(read_file(os.path.join(self.target, copy)), old)
         new = read_file(self.database)
         self.assertNotEqual(new, old)
-        done = run('restore', os.path.join(self.target, copy), '--target', self.target)
-        self.assertEqual(done.returncode, 0, done.stderr)
+        told = self.succeed('restore', os.path.join(self.target, copy), '--target', self.target)
         self.assertEqual(read_file(self.database), old)
         replaced, = set(self.copies()) - {copy}
         self.assertEqual(read_file(os.path.join(self.target, replaced)), new)
-        self.assertIn(replaced, done.stdout)
+        self.assertIn(replaced, told)
         os.remove(self.database)
-        self.assertEqual(run('restore', os.path.join(self.target, replaced), '--target', self.target).returncode, 0)
+        self.succeed('restore', os.path.join(self.target, replaced), '--target', self.target)
         self.assertEqual(read_file(self.database), new)
 
     def test_no_backup_without_a_yes(self):
@@ -259,16 +248,12 @@ class Backup(Companion):
     def test_a_failing_copy_ends_before_anything_is_changed(self):
         self.office()
         before = read_file(self.database)
-        limit = len(before) - 4096
-
-        def small_files():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
-        done = self.convert('--yes', preexec_fn=small_files, restore_signals=False)
+        limit = small_files(len(before) - 4096)
+        done = self.convert('--yes', **limit)
         self.assert_fails(done, 'Error # 61 in module BackUp')
         self.assertEqual((read_file(self.database), self.copies()), (before, []))
         shutil.copyfile(self.database, self.path('copy.mdb'))
-        done = run('restore', self.path('copy.mdb'), '--target', self.target, preexec_fn=small_files,
-                   restore_signals=False)
+        done = run('restore', self.path('copy.mdb'), '--target', self.target, **limit)
         self.assert_fails(done, 'error 61')
         self.assertEqual((read_file(self.database), self.copies()), (before, []))
 
@@ -294,10 +279,9 @@ class Jobs(Companion):
         self.office(50)
         for name in 'a', 'b b', 'c':
             shutil.copytree(self.target, self.path(name))
-        with open(os.path.join(self.path('b b'), 'FOLVANE.MDB'), 'r+b') as file:
-            file.truncate(5 * 4096)
-        with open(self.path('jobs'), 'w') as file:
-            file.write('# offices\n\nold a --duplicates target\n"old" "b b"  # damaged\nold c --report own.csv --backup\n')
+        os.truncate(self.path('b b/FOLVANE.MDB'), 5 * 4096)
+        write_file(self.path('jobs'), b'# offices\n\nold a --duplicates target\n"old" "b b"  # damaged\n'
+                                      b'old c --report own.csv --backup\n')
         done = run('convert', '--jobs', self.path('jobs'), '--yes', '--reports', self.path('reports'), '--json')
         self.assertEqual(done.returncode, 1)
         results = lines(done.stdout)
@@ -315,8 +299,7 @@ class Jobs(Companion):
     def test_a_stop_ends_the_batch_and_answers_go_on_from_office_to_office(self):
         self.office(30, 100)
         shutil.copytree(self.target, self.path('a'))
-        with open(self.path('jobs'), 'w') as file:
-            file.write('old a --duplicates ask\nold new --duplicates ask\nold new\n')
+        write_file(self.path('jobs'), b'old a --duplicates ask\nold new --duplicates ask\nold new\n')
         done = run('convert', '--jobs', self.path('jobs'), '--yes', '--json', text_in='a\ny\ny\nn\ns\n')
         self.assertEqual(done.returncode, 3, done.stderr)
         self.assertEqual([r['summary']['overwritten'] for r in lines(done.stdout)][1:], [1])
@@ -324,8 +307,7 @@ class Jobs(Companion):
     def test_a_mistake_is_told_with_its_line_and_nothing_is_touched(self):
         self.office(5)
         before = state(self.target)
-        with open(self.path('jobs'), 'w') as file:
-            file.write('old new\nold new --fast\n')
+        write_file(self.path('jobs'), b'old new\nold new --fast\n')
         self.assert_fails(run('convert', '--jobs', self.path('jobs'), '--yes'), '--fast', 'jobs, line 2')
         self.assert_fails(run('convert', '--jobs', self.path('none')), 'error 53')
         self.assertEqual(state(self.target), before)

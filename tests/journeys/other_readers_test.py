@@ -57,54 +57,33 @@ def mdb_json(database, table):
     return [json.loads(line, strict=False, parse_float=str) for line in done.stdout.decode().split('\n') if line]
 
 
-def is_empty_text(ours, theirs):
-    return ours == '' and theirs is None
-
-
 def is_cut_at_zero(ours, theirs):
     """Text and bytes end at the first zero; what begins with one is left out."""
     if isinstance(theirs, dict):
-        return base64.b64decode(theirs['$binary']) == until_zero(base64.b64decode(ours))
+        return bytes_of(theirs) == until_zero(base64.b64decode(ours))
     return until_zero(ours) == theirs or (theirs is None and not until_zero(base64.b64decode(ours)))
 
 
-def is_early_or_late_date(ours, theirs):
-    return datetime.fromisoformat(ours) is not None and theirs.startswith('1900-01-00')
-
-
-def is_guid_short_of_a_hyphen(ours, theirs):
-    return base64.b64decode(theirs['$binary']).decode().replace('-', '') == ours.replace('-', '')
-
-
-def is_beyond_16_bits(ours, theirs):
-    return ''.join(c if c <= '\uffff' else '??' for c in ours) == theirs
-
-
-def is_digits_of_single(ours, theirs):
-    return abs(float(theirs) - ours) <= 1e-7 * abs(ours)
-
-
-def is_digits_of_double(ours, theirs):
-    return float(theirs) == ours or abs(float(theirs)) == float('inf')
-
-
-def is_number_of_boolean(ours, theirs):
-    return isinstance(ours, bool) and int(ours) == theirs
-
-
-def is_bytes(ours, theirs):
-    return base64.b64decode(theirs['$binary']) == base64.b64decode(ours)
+def bytes_of(theirs):
+    return base64.b64decode(theirs['$binary'])
 
 
 # How mdb-json shows values in other ways than they are in the file. Each explains a difference of two values.
-WAYS_OF_MDB_JSON = [is_number_of_boolean, is_bytes, same_decimal, is_digits_of_double, is_digits_of_single,
-                    is_empty_text, is_cut_at_zero, is_early_or_late_date, is_guid_short_of_a_hyphen,
-                    is_beyond_16_bits]
+WAYS_OF_MDB_JSON = {
+    'number of a boolean': lambda ours, theirs: isinstance(ours, bool) and int(ours) == theirs,
+    'bytes': lambda ours, theirs: bytes_of(theirs) == base64.b64decode(ours),
+    'decimal': same_decimal,
+    'digits of a double': lambda ours, theirs: float(theirs) == ours or abs(float(theirs)) == float('inf'),
+    'digits of a single': lambda ours, theirs: abs(float(theirs) - ours) <= 1e-7 * abs(ours),
+    'empty text': lambda ours, theirs: ours == '' and theirs is None,
+    'cut at zero': is_cut_at_zero,
+    'early or late date': lambda ours, theirs: datetime.fromisoformat(ours) and theirs.startswith('1900-01-00'),
+    'GUID short of a hyphen': lambda ours, theirs: bytes_of(theirs).decode().replace('-', '') == ours.replace('-', ''),
+    'beyond 16 bits': lambda ours, theirs: ''.join(c if c <= '\uffff' else '??' for c in ours) == theirs,
+}
 
 # Values of real files that mdb-json does not give as they are, and why.
-KNOWN_DIFFERENCES = {
-    'Data of MSysAccessObjects': 'an opaque type that mdb-json leaves out',
-}
+KNOWN_DIFFERENCES = {'Data of MSysAccessObjects': 'an opaque type that mdb-json leaves out'}
 
 
 def explains(way, ours, theirs):
@@ -115,7 +94,7 @@ def explains(way, ours, theirs):
 
 
 def mdb_json_shows(ours, theirs):
-    return ours == theirs or any(explains(way, ours, theirs) for way in WAYS_OF_MDB_JSON)
+    return ours == theirs or any(explains(way, ours, theirs) for way in WAYS_OF_MDB_JSON.values())
 
 
 def without_partner(table, ours, theirs):

@@ -13,7 +13,7 @@ import time
 import unittest
 
 sys.path.append(os.path.join(os.path.dirname(__file__), '..', 'support'))
-from office_case import CLI, OfficeCase, run  # noqa: E402
+from office_case import CLI, OfficeCase, read_file, run, small_files, write_file  # noqa: E402
 
 RECORDS = 20000
 BUSY = 'is in use by user Admin on computer '
@@ -43,8 +43,7 @@ class Sharing(OfficeCase):
 
     def limited(self, size):
         """Starts a conversion that cannot write files beyond this size."""
-        return self.start('--duplicates', 'source', preexec_fn=lambda: resource.setrlimit(
-            resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY)))
+        return self.start('--duplicates', 'source', **small_files(size))
 
     def assert_left_alone(self):
         self.assertEqual(os.listdir(self.target), ['FOLVANE.MDB'])
@@ -55,8 +54,7 @@ class Sharing(OfficeCase):
         writer = self.start('--duplicates', 'ask')
         self.wait_for_text(writer, 'Overwrite?')
         copy = self.path('copy.mdb')
-        with open(self.database, 'rb') as source, open(copy, 'wb') as target:
-            target.write(source.read())
+        write_file(copy, read_file(self.database))
         for command in (['convert', *self.directories, '--yes'], ['convert', *self.directories, '--yes', '--backup'],
                         ['preview', *self.directories], ['dump', self.database, 'COMPS'], ['check', self.target],
                         ['inspect', self.target], ['restore', copy, '--target', self.target]):
@@ -115,8 +113,7 @@ class Sharing(OfficeCase):
     def test_an_end_from_outside_ends_the_list_of_offices(self):
         self.office(RECORDS)
         jobs = self.path('jobs.txt')
-        with open(jobs, 'w') as file:
-            file.write('old new\n' * 3)
+        write_file(jobs, b'old new\n' * 3)
         process = subprocess.Popen([CLI, 'convert', '--jobs', jobs, '--yes', '--duplicates', 'source'],
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.wait_for_text(process, 'Office of line 1 ')

@@ -3,7 +3,6 @@
 Usage: window_test.py PATH-OF-CORVIX-CLI PATH-OF-CORVIX
 """
 import os
-import resource
 import shutil
 import signal
 import subprocess
@@ -12,7 +11,7 @@ import time
 import unittest
 
 sys.path.append(os.path.join(os.path.dirname(__file__), '..', 'support'))
-from office_case import OfficeCase, run, write_file  # noqa: E402
+from office_case import OfficeCase, read_file, run, small_files, write_file  # noqa: E402
 
 WINDOW = os.path.abspath(sys.argv.pop(1))
 RECORDS = 10000
@@ -105,8 +104,7 @@ class WindowJourney(OfficeCase):
         self.screen.press(main, 'alt+q')
         self.screen.press(self.screen.wait_for(TITLE, besides=[main]), 'y')
         self.assertEqual(program.wait(timeout=30), 0)
-        with open(self.own_settings) as file:
-            saved = file.read().split()
+        saved = read_file(self.own_settings).decode().split()
         for line in 'DATAFILE=COMPS.DBF', 'DUPLICATE0=1', 'DUPLICATE1=0', 'DUPLICATE2=0', 'CONVERTPHOTOS=1':
             self.assertIn(line, saved)
 
@@ -144,9 +142,8 @@ class WindowJourney(OfficeCase):
                 self.assert_sound()
 
     def test_a_recovery_is_told_before_the_start(self):
-        limit = os.path.getsize(self.database) + 100000, resource.RLIM_INFINITY
-        run('convert', *self.directories, '--yes', text_in='a\na\n',
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
+        limit = small_files(os.path.getsize(self.database) + 100000)
+        run('convert', *self.directories, '--yes', text_in='a\na\n', **limit)
         program = subprocess.Popen([WINDOW], env=self.screen.environment)
         self.screen.press(self.screen.wait_for('Corvix'), 'Return')
         self.screen.wait_for(TITLE)

@@ -4,6 +4,7 @@ The path of corvix-cli is the first argument of the test's command line.
 """
 import json
 import os
+import resource
 import shutil
 import subprocess
 import sys
@@ -31,6 +32,11 @@ def read_file(path):
 def write_file(path, content):
     with open(path, 'wb') as file:
         file.write(content)
+
+
+def small_files(limit):
+    """Options of a program that cannot write files beyond this size."""
+    return {'preexec_fn': lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, resource.RLIM_INFINITY))}
 
 
 class OfficeCase(unittest.TestCase):
