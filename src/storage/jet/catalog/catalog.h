@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "storage/jet/definition/property_map.h"
-#include "storage/jet/rows/row_codec.h"
 #include "storage/jet/definition/table_definition.h"
 #include "storage/jet/pages/jet_format.h"
+#include "storage/jet/rows/row_codec.h"
 
 namespace corvix::jet {
 

@@ -7,9 +7,9 @@
 
 #include "common/error.h"
 #include "storage/jet/check/check_pages.h"
-#include "storage/jet/rows/text_codec.h"
 #include "storage/jet/index/index_tree.h"
 #include "storage/jet/rows/long_value.h"
+#include "storage/jet/rows/text_codec.h"
 
 namespace corvix::jet::check {
 

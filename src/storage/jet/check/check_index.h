@@ -15,9 +15,9 @@
 
 #include "storage/jet/check/check_context.h"
 #include "storage/jet/check/check_rows.h"
-#include "storage/jet/rows/row_codec.h"
 #include "storage/jet/definition/table_definition.h"
 #include "storage/jet/index/index_key.h"
+#include "storage/jet/rows/row_codec.h"
 
 namespace corvix::jet::check {
 

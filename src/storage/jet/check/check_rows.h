@@ -11,8 +11,8 @@
 
 #include "storage/jet/check/check_context.h"
 #include "storage/jet/check/check_long_values.h"
-#include "storage/jet/rows/row_codec.h"
 #include "storage/jet/definition/table_definition.h"
+#include "storage/jet/rows/row_codec.h"
 #include "storage/jet/rows/table_rows.h"
 
 namespace corvix::jet::check {

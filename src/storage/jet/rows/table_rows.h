@@ -25,13 +25,13 @@
 #include <vector>
 
 #include "core/value.h"
-#include "storage/jet/rows/row_codec.h"
 #include "storage/jet/definition/table_definition.h"
 #include "storage/jet/pages/cell_space.h"
 #include "storage/jet/pages/jet_format.h"
 #include "storage/jet/pages/pager.h"
 #include "storage/jet/pages/usage_map.h"
 #include "storage/jet/rows/long_value.h"
+#include "storage/jet/rows/row_codec.h"
 
 namespace corvix::jet {
 
