@@ -3,6 +3,7 @@
 // holds exactly the rows of a checkpoint, the last one or the one that was being made.
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -109,6 +110,12 @@ TEST(PowerCut, AtAnyOperationLeavesTheRowsOfACheckpoint) {
   for (const Change kind : {Change::Write, Change::Sync, Change::Truncate}) EXPECT_GT(cuts[kind], 10);
   EXPECT_GT(recovered, devices / 10) << "too few cuts left something to take back";
   EXPECT_GT(states.size(), 30u);
+  std::printf(
+      "%d writes, %d syncs, %d truncations and %d others cut; %d devices, %d of them rolled back, %zu "
+      "states\n",
+      cuts[Change::Write], cuts[Change::Sync], cuts[Change::Truncate],
+      cuts[Change::Create] + cuts[Change::Remove] + cuts[Change::SyncDirectory], devices, recovered,
+      states.size());
 }
 
 }  // namespace
