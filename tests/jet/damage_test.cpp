@@ -4,18 +4,15 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "common/host_paths.h"
 #include "jet/schema_sample.h"
-#include "run/conversion.h"
 #include "sample/sample_writer.h"
 #include "storage/base/bytes.h"
-#include "storage/engine/file_engine.h"
 #include "storage/jet/catalog/catalog.h"
 #include "storage/jet/definition/table_definition.h"
 #include "storage/jet/jet_database.h"
 #include "storage/overlay/overlay_file_system.h"
+#include "support/file_run.h"
 #include "support/jet_files.h"
-#include "support/scripted_host.h"
 
 namespace corvix::jet {
 namespace {
@@ -86,22 +83,11 @@ std::string AllRows(storage::FileSystem& files) {
 
 /// Converts the office into its target, over which duplicates are written.
 std::string Convert(storage::FileSystem& files) {
-  storage::FileEngine engine(files);
-  run::Session session;
-  session.access.engine = &engine;
-  session.values.ConvertPhotosFlag = 1;
-  session.values.DupMode = 2;
-  test::ScriptedHost host;
-  host.dialogs.device_answers.assign(100, common::DeviceAnswer::Abort);
-  const std::string directory = common::DisplayPath(kTarget.parent_path());
-  host.boxes = {directory, "COMPS.DBF", directory, "FOLVANE.MDB"};
+  test::FileRun conversion(files, kTarget.parent_path(), kTarget.parent_path());
+  conversion.host.dialogs.device_answers.assign(100, common::DeviceAnswer::Abort);
   std::string out;
-  AppendError(out, [&] {
-    out += std::to_string(static_cast<int>(run::cmdnewconvert_Click(session, host)));
-    if (session.access.TargetDb) session.access.TargetDb->Close();
-  });
-  const run::Summary summary = host.Result();
-  return out + ' ' + summary.status;
+  AppendError(out, [&] { out += std::to_string(static_cast<int>(conversion.Run())); });
+  return out + ' ' + conversion.host.Result().status;
 }
 
 class DamagedFile : public testing::Test {

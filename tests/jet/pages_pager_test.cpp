@@ -1,7 +1,9 @@
 // The pager against a model of the file: cache, spilling, savepoints, checkpoints, encoding.
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "jet/pages_scratch.h"
@@ -78,6 +80,38 @@ TEST_P(PagerHistory, EqualsTheModelWhateverTheCacheDoes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Keys, PagerHistory, testing::Values(0u, 0x8BADF00Du));
+
+/// A journal that has no room for the first image it is given.
+class FullOnce : public PageJournal {
+ public:
+  explicit FullOnce(std::vector<PageNumber>& saved) : saved_(saved) {}
+  void Begin(std::uint64_t) override {}
+  void Save(PageNumber page, storage::ByteView image) override {
+    if (!std::exchange(failed_, true)) throw common::Error(common::kDiskFull);
+    EXPECT_EQ(image[0], std::byte{0}) << "the image is from before the change";
+    saved_.push_back(page);
+  }
+  void Announce(PageNumber, storage::ByteView) override {}
+  void Sync() override {}
+  void Reset() override {}
+
+ private:
+  std::vector<PageNumber>& saved_;
+  bool failed_ = false;
+};
+
+TEST(Pager, SavesAnImageAgainThatTheJournalCouldNotTake) {
+  ScratchFile file;
+  file.Resize(2 * kPageSize);
+  std::vector<PageNumber> saved;
+  Pager pager = file.Open(16, false, std::make_unique<FullOnce>(saved));
+  const auto change = [&] { pager.Edit(1).bytes()[0] = std::byte{7}; };
+  EXPECT_EQ(NumberOf(change), common::kDiskFull);
+  EXPECT_EQ(pager.Read(1).bytes()[0], std::byte{0});
+  change();
+  change();
+  EXPECT_EQ(saved, std::vector<PageNumber>{1});
+}
 
 TEST(Pager, RefusesWhatTheFileCannotGive) {
   ScratchFile file;

@@ -22,8 +22,12 @@ using PageBytes = std::array<std::byte, kPageSize>;
 /// A file on the disk, where pages that were never written take no room.
 class ScratchFile {
  public:
-  Pager Open(std::size_t cache_pages, bool read_only = false) {
-    return {disk_.Open(path_, storage::OpenMode::CreateOrOpen), path_, {cache_pages * kPageSize, read_only}};
+  Pager Open(std::size_t cache_pages, bool read_only = false,
+             std::unique_ptr<PageJournal> journal = nullptr) {
+    return {disk_.Open(path_, storage::OpenMode::CreateOrOpen),
+            path_,
+            {cache_pages * kPageSize, read_only},
+            std::move(journal)};
   }
   std::uint64_t Size() { return disk_.Open(path_, storage::OpenMode::Read)->Size(); }
   void Resize(std::uint64_t size) { disk_.Open(path_, storage::OpenMode::CreateOrOpen)->Truncate(size); }

@@ -59,6 +59,10 @@ common::ErrorNumber NumberOf(int code) {
 
 std::string_view CureOf(common::ErrorNumber number) {
   switch (number) {
+    case common::kFileNotFound:
+    case common::kPathNotFound:
+    case common::kBadFileName:
+      return "; check the path";
     case common::kDiskFull:
       return "; make room on the disk and try again";
     case common::kDeviceUnavailable:
