@@ -12,6 +12,8 @@ bool RecordSet::ReadText(std::size_t field, std::string& text) const {
   return !IsNull(value);
 }
 
+std::optional<std::string> RecordSet::UnreadableText(std::size_t) const { return std::nullopt; }
+
 std::size_t RequireField(const RecordSet& records, std::string_view name) {
   if (const auto field = records.FindField(name)) return *field;
   throw common::Error(common::kItemNotFound, "The table has no field '" + std::string(name) +

@@ -62,6 +62,12 @@ class RecordSet {
   /// True after moving beyond the last record, and in an empty table.
   virtual bool PastEnd() const = 0;
   virtual std::int32_t RecordCount() const = 0;
+  /// Number of the current record in its file, from 1, as the table's own programs show it; 0 where the
+  /// format numbers no records or no record is current.
+  virtual std::int64_t RecordNumber() const { return 0; }
+  /// Why the selected index is not the one of the file but one that was built from the records, for people
+  /// and without a closing period; empty when it is the file's own.
+  virtual std::string RebuiltIndex() const { return {}; }
 
   /// A new empty row, default values applied, becomes the row being written. 3027: read-only.
   virtual void BeginAdd() = 0;
@@ -78,6 +84,9 @@ class RecordSet {
   /// The value in the system's text form; false, and `text` empty, for Null. Throws as Read does. Engines
   /// override it where the text can be had without a Value.
   virtual bool ReadText(std::size_t field, std::string& text) const;
+  /// The stored characters of a field of the current record that are no value of its type although they are
+  /// not blank; Read makes of them what it can, or Null. None for a sound value. Throws as Read does.
+  virtual std::optional<std::string> UnreadableText(std::size_t field) const;
   /// Assigns to a field of the row being written, converting text to the field's type by plain assignment
   /// (field_assignment.h). 3020, 3265, 3421, 3163, 3315, 3164; the field then keeps its value.
   virtual void Write(std::size_t field, const Value& value) = 0;
