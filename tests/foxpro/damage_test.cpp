@@ -36,7 +36,7 @@ TEST_F(DamagedIndex, KeysOutOfOrderAreStillFound) {
   EXPECT_EQ(Seek(*records, "C"), 3u);
   records->SetBookmark({1});
   records->MoveNext();
-  EXPECT_EQ(records->RecordNumber(), 2u);
+  EXPECT_EQ(records->RecordNumber(), 2);
 }
 
 TEST_F(DamagedIndex, ParentsThatDoNotFitTheirChildrenDoNotHideRecords) {

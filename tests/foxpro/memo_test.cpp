@@ -85,7 +85,7 @@ TEST(MemoFile, DamageIsNamedAndNeverReadBeyondTheFile) {
   const std::size_t rest = files.Contents(kDirectory / "T.FPT").size() - 520;
   EXPECT_EQ(TextOf(*records).size(), rest) << "as much as there is";
   for (const char* number : {"2", "3", "5"}) {
-    while (records->RecordNumber() != static_cast<std::uint32_t>(*number - '0')) records->MoveNext();
+    while (records->RecordNumber() != *number - '0') records->MoveNext();
     EXPECT_THAT(ErrorOf([&] { records->Read(0); }),
                 testing::AllOf(testing::StartsWith("3049: Memo block"),
                                testing::HasSubstr(fmt::format("T.DBF, record {}, field TEXT", number))));

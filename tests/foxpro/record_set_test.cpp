@@ -13,7 +13,7 @@ TEST(FoxProRecordSet, DeletedRecordsAreNotThere) {
   storage::MemoryFileSystem files;
   MakeKeys(files, {"*A", "B", "*B", "*C", "B", "D", "*D", "*E"});
   const auto records = Open(files);
-  EXPECT_EQ(records->RecordNumber(), 2u) << "the first one that is live";
+  EXPECT_EQ(records->RecordNumber(), 2) << "the first one that is live";
   EXPECT_EQ(records->RecordCount(), 3);
   EXPECT_THAT(Walk(*records), ElementsAre(2, 5, 6));
   EXPECT_THAT(Walk(*records, "key"), ElementsAre(2, 5, 6));
@@ -79,7 +79,7 @@ TEST(FoxProRecordSet, TagsOfEveryKindGiveTheirOrder) {
   EXPECT_THAT(Walk(*records, "DOWN"), ElementsAre(6, 1, 4, 5, 7, 2));
   EXPECT_EQ(Seek(*records, "b"), 6u) << "the first in the order of the tag";
   records->MoveNext();
-  EXPECT_EQ(records->RecordNumber(), 1u);
+  EXPECT_EQ(records->RecordNumber(), 1);
   EXPECT_EQ(Seek(*records, "B"), 0u);
   EXPECT_THAT(Walk(*records, "UP"), ElementsAre(2, 4, 7, 1, 6, 5));
   EXPECT_EQ(Seek(*records, "b"), 0u) << "the keys are capitals";

@@ -40,7 +40,7 @@ inline std::vector<std::uint32_t> Walk(FoxProRecordSet& records, std::string_vie
   } catch (const common::Error& error) {
     if (error.number() != common::kNoCurrentRecord) throw;
   }
-  for (; !records.PastEnd(); records.MoveNext()) numbers.push_back(records.RecordNumber());
+  for (; !records.PastEnd(); records.MoveNext()) numbers.push_back(static_cast<std::uint32_t>(records.RecordNumber()));
   return numbers;
 }
 
@@ -48,7 +48,7 @@ inline std::vector<std::uint32_t> Walk(FoxProRecordSet& records, std::string_vie
 inline std::uint32_t Seek(FoxProRecordSet& records, std::string_view key) {
   records.SeekEqual(key);
   EXPECT_EQ(records.NoMatch(), !records.HasRow());
-  return records.RecordNumber();
+  return static_cast<std::uint32_t>(records.RecordNumber());
 }
 
 /// "number: text" of the error that the function throws, or "none".

@@ -61,7 +61,7 @@ class FoxProRecordSet final : public core::RecordSet {
   bool ReadText(std::size_t field, std::string& text) const override;
 
   /// Number of the current record in the file, from 1; 0 when there is none.
-  std::uint32_t RecordNumber() const { return current_; }
+  std::int64_t RecordNumber() const override { return current_; }
   /// The tags of the production index; none without a readable one.
   std::span<const Tag> Tags() const;
   /// Why there is no readable index; empty when there is one.
