@@ -12,11 +12,14 @@ using ErrorNumber = std::int32_t;
 // Language and device errors.
 inline constexpr ErrorNumber kInvalidCall = 5;
 inline constexpr ErrorNumber kOverflow = 6;
+inline constexpr ErrorNumber kOutOfMemory = 7;
 inline constexpr ErrorNumber kDivisionByZero = 11;
 inline constexpr ErrorNumber kTypeMismatch = 13;
+inline constexpr ErrorNumber kInternalFault = 51;
 inline constexpr ErrorNumber kBadFileName = 52;
 inline constexpr ErrorNumber kFileNotFound = 53;
 inline constexpr ErrorNumber kDeviceIo = 57;
+inline constexpr ErrorNumber kFileExists = 58;
 inline constexpr ErrorNumber kDiskFull = 61;
 inline constexpr ErrorNumber kDeviceUnavailable = 68;
 inline constexpr ErrorNumber kPermissionDenied = 70;

@@ -84,6 +84,24 @@ TEST_F(PosixFileTest, IsWritable_RespectsTheReadOnlyMarkEvenForAPrivilegedUser) 
   EXPECT_FALSE(files.IsWritable(path));
 }
 
+TEST_F(PosixFileTest, CreateLike_MakesANewFileWithTheRightsOfTheModel) {
+  fs::permissions(path, fs::perms::owner_all | fs::perms::group_read);
+  fs::create_symlink(path, directory.path() / "link");
+  fs::create_symlink(directory.path() / "none", directory.path() / "nowhere");
+  for (const char* taken : {"f", "link", "nowhere"}) {
+    EXPECT_EQ(ErrorOf(directory.path() / taken, OpenMode::CreateNew), common::kFileExists);
+    EXPECT_TRUE(files.IsTaken(directory.path() / taken));
+  }
+  const fs::path made = directory.path() / "made";
+  EXPECT_FALSE(files.IsTaken(made));
+  files.CreateLike(made, path)->WriteAt(0, std::vector<std::byte>(1));
+  fs::last_write_time(path, fs::last_write_time(path) - std::chrono::hours(5));
+  files.CopyTimes(made, path);
+  EXPECT_EQ(fs::status(made).permissions(), fs::status(path).permissions());
+  EXPECT_EQ(fs::last_write_time(made), fs::last_write_time(path));
+  EXPECT_FALSE(fs::exists(directory.path() / "none"));
+}
+
 TEST_F(PosixFileTest, Identity_IsThatOfTheFileWhateverItsName) {
   fs::create_hard_link(path, directory.path() / "g");
   EXPECT_EQ(files.Identity(path), files.Identity(directory.path() / "g"));

@@ -88,8 +88,10 @@ class FaultyFileSystem : public storage::FileSystem {
 
   std::unique_ptr<storage::File> Open(const Path& path, storage::OpenMode mode) override {
     before_open(path, mode);
-    const bool create = mode == storage::OpenMode::Create || mode == storage::OpenMode::CreateOrOpen;
-    if (!names_.contains(path)) {
+    const bool create = mode != storage::OpenMode::Read && mode != storage::OpenMode::ReadWrite;
+    if (names_.contains(path)) {
+      if (mode == storage::OpenMode::CreateNew) throw common::Error(common::kFileExists);
+    } else {
       if (!create) throw common::Error(common::kFileNotFound);
       Count(Change::Create);
       names_[path] = std::make_shared<Node>();

@@ -2,8 +2,8 @@
 // disk goes through FileSystem, so that tests can run engines in memory or on a file system that fails.
 //
 // Failure rule: every operation throws common::Error with a number that the error convention knows (53 no
-// such file, 76 no such directory, 70 permission, 61 disk full, 57 I/O error, 68 device gone, 71 device not
-// ready) and the path as place. Objects are for one thread.
+// such file, 58 a file has the name already, 76 no such directory, 70 permission, 61 disk full, 57 I/O error,
+// 68 device gone, 71 device not ready) and the path as place. Objects are for one thread.
 #pragma once
 
 #include <chrono>
@@ -23,6 +23,7 @@ enum class OpenMode {
   ReadWrite,     ///< must exist
   Create,        ///< read and write; created, or emptied when it exists
   CreateOrOpen,  ///< read and write; created when missing, kept when it exists
+  CreateNew,     ///< read and write; error 58 when anything has the name, be it a link that leads nowhere
 };
 
 enum class LockKind { Shared, Exclusive };
@@ -57,8 +58,21 @@ class FileSystem {
   virtual ~FileSystem() = default;
 
   virtual std::unique_ptr<File> Open(const std::filesystem::path& path, OpenMode mode) = 0;
+  /// Opens by CreateNew a file that stands beside or for `model`: with its permissions, owner and group, as
+  /// far as this user may give them. Where the group cannot be given, it gets the permissions of others, so
+  /// that nobody may do more than with the model.
+  virtual std::unique_ptr<File> CreateLike(const std::filesystem::path& path,
+                                           const std::filesystem::path& model [[maybe_unused]]) {
+    return Open(path, OpenMode::CreateNew);
+  }
+  /// Gives a file the times of `model`, where the file system has times and this user may set them.
+  virtual void CopyTimes(const std::filesystem::path& path [[maybe_unused]],
+                         const std::filesystem::path& model [[maybe_unused]]) {}
   /// Errors: those of a device that does not answer.
   virtual bool Exists(const std::filesystem::path& path) = 0;
+  /// True for anything of that name, a link that leads nowhere included: what CreateNew refuses.
+  virtual bool IsTaken(const std::filesystem::path& path) { return Exists(path); }
+  virtual bool IsLink(const std::filesystem::path&) { return false; }
   virtual bool IsDirectory(const std::filesystem::path& path) = 0;
   /// True when the owner's permissions say that the file may be written (a read-only attribute counts even
   /// for a privileged user).

@@ -91,10 +91,13 @@ class MemoryFile : public File {
 
 std::unique_ptr<File> MemoryFileSystem::Open(const fs::path& path, OpenMode mode) {
   auto found = files_.find(path);
-  const bool may_create = mode == OpenMode::Create || mode == OpenMode::CreateOrOpen;
+  const bool may_create = mode != OpenMode::Read && mode != OpenMode::ReadWrite;
   if (found == files_.end()) {
     if (!may_create) ThrowMissing(path);
     found = files_.emplace(path, std::make_shared<Node>()).first;
+  } else if (mode == OpenMode::CreateNew) {
+    throw common::Error(common::kFileExists, std::string(common::ErrorText(common::kFileExists)),
+                        path.string());
   } else if (mode == OpenMode::Create) {
     found->second->bytes.clear();
   }

@@ -1,6 +1,7 @@
 #include "storage/base/posix_file.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -26,6 +27,8 @@ common::ErrorNumber NumberOf(int code) {
       return common::kFileNotFound;
     case ENOTDIR:
       return common::kPathNotFound;
+    case EEXIST:
+      return common::kFileExists;
     case ENOSPC:
     case EDQUOT:
     case EFBIG:
@@ -63,6 +66,8 @@ std::string_view CureOf(common::ErrorNumber number) {
     case common::kPathNotFound:
     case common::kBadFileName:
       return "; check the path";
+    case common::kFileExists:
+      return "; move the file of that name away and try again";
     case common::kDiskFull:
       return "; make room on the disk and try again";
     case common::kDeviceUnavailable:
@@ -101,6 +106,18 @@ class PosixFile : public File {
   ~PosixFile() override { ::close(descriptor_); }
   PosixFile(const PosixFile&) = delete;
   PosixFile& operator=(const PosixFile&) = delete;
+
+  /// Permissions, owner and group of another file, as FileSystem::CreateLike says.
+  void TakeRights(const struct stat& model) {
+    const bool has_group = ::fchown(descriptor_, static_cast<uid_t>(-1), model.st_gid) == 0;
+    mode_t permissions = model.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    constexpr int kOthersToGroup = 3;
+    if (!has_group) permissions &= ~S_IRWXG | ((model.st_mode & S_IRWXO) << kOthersToGroup);
+    // A file system without owners or permissions refuses both, and lets in whom it lets in. The owner comes
+    // last, since only the owner may change the permissions.
+    [[maybe_unused]] const int changed_permissions = ::fchmod(descriptor_, permissions);
+    [[maybe_unused]] const int changed_owner = ::fchown(descriptor_, model.st_uid, static_cast<gid_t>(-1));
+  }
 
   std::uint64_t Size() const override {
     struct stat info {};
@@ -207,20 +224,20 @@ int OpenFlags(OpenMode mode) {
       return O_RDWR | O_CREAT | O_TRUNC;
     case OpenMode::CreateOrOpen:
       return O_RDWR | O_CREAT;
+    case OpenMode::CreateNew:
+      return O_RDWR | O_CREAT | O_EXCL;
   }
   return O_RDONLY;
 }
 
-}  // namespace
-
-std::unique_ptr<File> PosixFileSystem::Open(const fs::path& path, OpenMode mode) {
-  constexpr mode_t kPermissions = 0666;
+std::unique_ptr<PosixFile> OpenFile(const fs::path& path, OpenMode mode, mode_t permissions) {
   const int descriptor =
-      Retrying([&] { return ::open(path.c_str(), OpenFlags(mode) | O_CLOEXEC | O_NONBLOCK, kPermissions); });
+      Retrying([&] { return ::open(path.c_str(), OpenFlags(mode) | O_CLOEXEC | O_NONBLOCK, permissions); });
   if (descriptor < 0) {
     const int code = errno;
     const fs::path directory = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    if (code == ENOENT && !IsDirectory(directory)) ThrowSystemError(ENOTDIR, "open", path);
+    std::error_code error;
+    if (code == ENOENT && !fs::is_directory(directory, error)) ThrowSystemError(ENOTDIR, "open", path);
     ThrowSystemError(code, "open", path);
   }
   auto file = std::make_unique<PosixFile>(descriptor, path);
@@ -233,6 +250,31 @@ std::unique_ptr<File> PosixFileSystem::Open(const fs::path& path, OpenMode mode)
   return file;
 }
 
+constexpr mode_t kNewPermissions = 0666;
+
+}  // namespace
+
+std::unique_ptr<File> PosixFileSystem::Open(const fs::path& path, OpenMode mode) {
+  return OpenFile(path, mode, kNewPermissions);
+}
+
+std::unique_ptr<File> PosixFileSystem::CreateLike(const fs::path& path, const fs::path& model) {
+  struct stat info {};
+  if (::stat(model.c_str(), &info) != 0) return Open(path, OpenMode::CreateNew);
+  constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;
+  auto file = OpenFile(path, OpenMode::CreateNew, kPrivate);
+  file->TakeRights(info);
+  return file;
+}
+
+void PosixFileSystem::CopyTimes(const fs::path& path, const fs::path& model) {
+  struct stat info {};
+  if (::stat(model.c_str(), &info) != 0) return;
+  const std::array times{info.st_atim, info.st_mtim};
+  // Only the owner may set times; a file without them is as good.
+  [[maybe_unused]] const int changed = ::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
+}
+
 bool PosixFileSystem::Exists(const fs::path& path) {
   struct stat info {};
   if (::stat(path.c_str(), &info) == 0) return true;
@@ -240,6 +282,16 @@ bool PosixFileSystem::Exists(const fs::path& path) {
   const int code = errno;
   if (common::IsDeviceError(NumberOf(code))) ThrowSystemError(code, "look for the file", path);
   return false;
+}
+
+bool PosixFileSystem::IsTaken(const fs::path& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) == 0 || Exists(path);
+}
+
+bool PosixFileSystem::IsLink(const fs::path& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
 }
 
 bool PosixFileSystem::IsDirectory(const fs::path& path) {

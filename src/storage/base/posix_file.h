@@ -13,7 +13,12 @@ namespace corvix::storage {
 class PosixFileSystem : public FileSystem {
  public:
   std::unique_ptr<File> Open(const std::filesystem::path& path, OpenMode mode) override;
+  std::unique_ptr<File> CreateLike(const std::filesystem::path& path,
+                                   const std::filesystem::path& model) override;
+  void CopyTimes(const std::filesystem::path& path, const std::filesystem::path& model) override;
   bool Exists(const std::filesystem::path& path) override;
+  bool IsTaken(const std::filesystem::path& path) override;
+  bool IsLink(const std::filesystem::path& path) override;
   bool IsDirectory(const std::filesystem::path& path) override;
   bool IsWritable(const std::filesystem::path& path) override;
   void Remove(const std::filesystem::path& path) override;

@@ -127,11 +127,15 @@ OverlayFileSystem::~OverlayFileSystem() = default;
 std::unique_ptr<File> OverlayFileSystem::Open(const fs::path& path, OpenMode mode) {
   const auto found = contents_.find(path);
   const bool exists = Exists(path);
-  const bool may_create = mode == OpenMode::Create || mode == OpenMode::CreateOrOpen;
+  const bool may_create = mode != OpenMode::Read && mode != OpenMode::ReadWrite;
   if (found == contents_.end() && (mode == OpenMode::Read || (!exists && !may_create))) {
     return below_.Open(path, OpenMode::Read);
   }
   if (!exists && !may_create) ThrowMissing(path);
+  if (mode == OpenMode::CreateNew && IsTaken(path)) {
+    throw common::Error(common::kFileExists, std::string(common::ErrorText(common::kFileExists)),
+                        path.string());
+  }
   std::shared_ptr<Content>& content = contents_[path];
   if (!content || mode == OpenMode::Create) {
     auto fresh = std::make_shared<Content>();
@@ -147,6 +151,15 @@ std::unique_ptr<File> OverlayFileSystem::Open(const fs::path& path, OpenMode mod
 bool OverlayFileSystem::Exists(const fs::path& path) {
   const auto found = contents_.find(path);
   return found == contents_.end() ? below_.Exists(path) : found->second != nullptr;
+}
+
+bool OverlayFileSystem::IsTaken(const fs::path& path) {
+  const auto found = contents_.find(path);
+  return found == contents_.end() ? below_.IsTaken(path) : found->second != nullptr;
+}
+
+bool OverlayFileSystem::IsLink(const fs::path& path) {
+  return !contents_.contains(path) && below_.IsLink(path);
 }
 
 bool OverlayFileSystem::IsDirectory(const fs::path& path) { return below_.IsDirectory(path); }

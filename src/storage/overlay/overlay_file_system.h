@@ -24,6 +24,8 @@ class OverlayFileSystem : public FileSystem {
 
   std::unique_ptr<File> Open(const std::filesystem::path& path, OpenMode mode) override;
   bool Exists(const std::filesystem::path& path) override;
+  bool IsTaken(const std::filesystem::path& path) override;
+  bool IsLink(const std::filesystem::path& path) override;
   bool IsDirectory(const std::filesystem::path& path) override;
   /// True for every file that exists: a change goes to memory.
   bool IsWritable(const std::filesystem::path& path) override;
