@@ -316,14 +316,16 @@ class Conversion {
 }  // namespace
 
 void CloseTarget(Session& session, Host& host) {
-  if (!session.access.TargetDb) return;
   const common::DialogsScope dialogs(host);
   const common::Rules retry_or_pass_on = [](const Error& error) {
     return common::ReportError(error) == Action::Retry ? Action::Retry : Action::PassOn;
   };
   const Trap trap(retry_or_pass_on);
-  trap([&] { session.access.TargetDb->Close(); });
+  trap([&] {
+    if (session.access.TargetDb) session.access.TargetDb->Close();
+  });
   session.access.TargetDb.reset();
+  session.sources.DATFOLVANE.Recordset.reset();  // a connection before TargetDb may have given it
 }
 
 void DisplayMessage(Label& target, std::string_view text, double text_colour) {

@@ -26,9 +26,12 @@ enum class RunEnd {
 /// the normal pointer is restored.
 RunEnd cmdnewconvert_Click(Session& session, Host& host);
 
-/// Closes the target database, if one is open; nothing stored is at risk then. Where the device fails, the
-/// user may mend it and retry; any other answer passes the error on, and the database goes back to its last
-/// checkpoint when it is opened next.
+/// Ends the connection to the target database, if there is one, that of every earlier opening included:
+/// nothing stored is at risk then, and file, lock, lock file entry and journal are given up. A run connects
+/// anew, to the file that is there then, so a host that only waits for a person calls this after connecting
+/// at its start and after each run: other programs can use the database meanwhile, or replace it. Where the
+/// device fails, the user may mend it and retry; any other answer passes the error on, and the database goes
+/// back to its last checkpoint when it is opened next.
 void CloseTarget(Session& session, Host& host);
 
 }  // namespace corvix::run
