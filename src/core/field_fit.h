@@ -8,6 +8,9 @@
 
 namespace corvix::core {
 
+/// The name that fitting records in CurrentProc.
+inline constexpr std::string_view kTrim2Size = "Trim2Size";
+
 /// `text` without blanks at both ends, cut or padded with blanks on the right to exactly the declared size of
 /// the field. 3265: no field of that name.
 std::string Trim2Size(const TableSource& source, std::string_view text, std::string_view field_name);

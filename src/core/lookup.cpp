@@ -50,17 +50,20 @@ bool FindRecord(TableSource& source, std::string& key, std::string_view index_na
 }
 
 std::string GetFieldData(const TableSource& source, std::string_view field_name) {
-  common::CurrentProc = "GetFieldData";
   std::string text;
-  if (!source.Recordset || !source.Recordset->HasRow()) return text;
-  const auto field = source.Recordset->FindField(field_name);
-  if (!field) return text;
+  GetFieldData(source, source.Recordset ? source.Recordset->FindField(field_name) : std::nullopt, text);
+  return text;
+}
+
+void GetFieldData(const TableSource& source, std::optional<std::size_t> field, std::string& text) {
+  common::CurrentProc = "GetFieldData";
+  text.clear();
+  if (!field || !source.Recordset || !source.Recordset->HasRow()) return;
   try {
     source.Recordset->ReadText(*field, text);
   } catch (const Error&) {
     text.clear();
   }
-  return text;
 }
 
 }  // namespace corvix::core

@@ -2,6 +2,8 @@
 // through GetFieldData.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,5 +26,7 @@ bool FindRecord(TableSource& source, std::string& key, std::string_view index_na
 /// The field of the current record as text; the empty text for Null and for whatever cannot be read. Never
 /// reports an error.
 std::string GetFieldData(const TableSource& source, std::string_view field_name);
+/// The same into `text`, for a field whose position is known; without a position the text is empty.
+void GetFieldData(const TableSource& source, std::optional<std::size_t> field, std::string& text);
 
 }  // namespace corvix::core

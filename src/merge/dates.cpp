@@ -5,6 +5,7 @@
 #include "common/text.h"
 #include "common/trap.h"
 #include "core/text_form.h"
+#include "merge/store_rules.h"
 
 namespace corvix::merge {
 namespace {
@@ -14,20 +15,8 @@ using common::Error;
 using common::Procedure;
 using common::Trap;
 
-constexpr std::string_view kSaleDate = "SaleDate";
-constexpr std::string_view kSaleSerial = "SaleSerial";
 constexpr std::size_t kShortestDate = 6;
 constexpr std::int16_t kLastYearOf2000s = 24;
-
-void Assign(core::TableSource& target, std::string_view field, std::string value) {
-  core::RecordSet& records = target.Records();
-  records.Write(core::RequireField(records, field), core::Value(std::move(value)));
-}
-
-/// The sentinel as a day number: "2".
-std::string SentinelSerial() {
-  return core::DoubleText(core::ToDate(core::FormatMonthDayYear(kSentinelDate)).serial);
-}
 
 }  // namespace
 
@@ -57,16 +46,17 @@ void SetSaleDate(core::TableSource& target, std::string& text) {
   Procedure(
       "ErrSetSaleDate",
       [&](const Trap& trap) {
-        bool is_date = false;
-        trap([&] { is_date = IsDate(text); });
-        if (is_date) {
-          std::string formatted;
-          trap([&] { formatted = core::FormatMonthDayYear(text); });
-          trap([&] { Assign(target, kSaleDate, ReturnFullYear(formatted)); });
-        } else {
-          text = kSentinelDate;
-          trap([&] { Assign(target, kSaleSerial, SentinelSerial()); });
-        }
+        Decision decision;
+        trap([&] {
+          const core::RecordSet& records = target.Records();
+          decision = DecideSaleDate(FindTargetField(records, "SaleDate"),
+                                    FindTargetField(records, "SaleSerial"), text);
+        });
+        if (decision.fate == Fate::Sentinel) text = kSentinelDate;
+        trap([&] {
+          if (decision.error) throw *decision.error;
+          if (decision.value) target.Records().Write(decision.target.position, *decision.value);
+        });
       },
       rules);
 }

@@ -3,46 +3,40 @@
 #include "common/trap.h"
 #include "core/field_fit.h"
 #include "core/lookup.h"
-#include "core/text_form.h"
 #include "merge/dates.h"
+#include "merge/store_rules.h"
 
 namespace corvix::merge {
+namespace {
 
-using core::FieldType;
-using core::Value;
+/// "CENTRALKEY" in this letter case, while the row has a key.
+bool IsGuardedKey(const core::TableSource& target, const FieldPair& pair) {
+  return pair.is_key && pair.name == core::kCentralKey &&
+         !core::GetFieldData(target, core::kCentralKey).empty();
+}
+
+}  // namespace
 
 void StoreFolvaneField(core::TableSource& target, std::string_view field_name, std::string& data) {
   common::Procedure("StoreFolvaneField", [&](const common::Trap& trap) {
-    if (field_name == "SALEDATE") {
+    FieldPair pair;
+    trap([&] { pair = PairOf(field_name, target.Records()); });
+    StoreFolvaneField(target, pair, data);
+  });
+}
+
+void StoreFolvaneField(core::TableSource& target, const FieldPair& pair, std::string& data) {
+  common::Procedure("StoreFolvaneField", [&](const common::Trap& trap) {
+    if (pair.rule == StoreRule::SaleDate) {
       trap([&] { SetSaleDate(target, data); });
       return;
     }
-    if (field_name == core::kCentralKey && !core::GetFieldData(target, core::kCentralKey).empty()) return;
-    std::size_t field = 0;
-    FieldType type{};
+    if (IsGuardedKey(target, pair)) return;
+    if (pair.rule == StoreRule::Text) common::CurrentProc = core::kTrim2Size;
     trap([&] {
-      core::RecordSet& records = target.Records();
-      field = core::RequireField(records, field_name);
-      type = records.Fields()[field].type;
-    });
-    trap([&] {
-      core::RecordSet& records = target.Records();
-      switch (type) {
-        case FieldType::Text:
-          records.Write(field, Value(core::Trim2Size(target, data, field_name)));
-          break;
-        case FieldType::Single:
-          records.Write(field, Value(core::ToSingle(data)));
-          break;
-        case FieldType::Double:
-          records.Write(field, Value(core::ToDouble(data)));
-          break;
-        case FieldType::Date:
-          if (IsDate(data)) records.Write(field, Value(core::ToDate(data)));
-          break;
-        default:
-          break;  // the target keeps what it has
-      }
+      const Decision decision = Decide(pair, data);
+      if (decision.error) throw *decision.error;
+      if (decision.value) target.Records().Write(decision.target.position, *decision.value);
     });
   });
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/table_source.h"
+#include "merge/field_pairs.h"
 
 namespace corvix::merge {
 
@@ -21,5 +22,11 @@ void MergeData(core::TableSource& source, core::TableSource& target, std::string
 /// those whose target is empty, empty values included. A field that the target lacks is skipped; any other
 /// failure goes to the caller.
 void MergeCentralData(core::TableSource& central, core::TableSource& target, std::string_view mode);
+
+/// The same with pairs that were resolved before for these sources, in their present connection.
+void MergeData(const FieldPairs& pairs, core::TableSource& source, core::TableSource& target,
+               std::string_view mode);
+void MergeCentralData(const FieldPairs& pairs, core::TableSource& central, core::TableSource& target,
+                      std::string_view mode);
 
 }  // namespace corvix::merge

@@ -162,9 +162,12 @@ class Conversion {
     if (!WantsOverwrite(trap)) return;
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginEdit(); });
-    trap([&] { merge::MergeCentralData(sources_.datCentral, target, merge::kReplaceIfEmpty); });
+    trap([&] {
+      merge::MergeCentralData(Pairs(central_pairs_, sources_.datCentral), sources_.datCentral, target,
+                              merge::kReplaceIfEmpty);
+    });
     event_.merged_comps = true;
-    trap([&] { merge::MergeData(sources_.datcomps, target, merge::kReplace); });
+    trap([&] { MergeComps(); });
     trap([&] {
       target.Records().Store();
       event_.outcome = Outcome::Overwritten;
@@ -176,7 +179,10 @@ class Conversion {
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginAdd(); });
     event_.merged_central = true;
-    trap([&] { merge::MergeData(sources_.datCentral, target, merge::kReplace); });
+    trap([&] {
+      merge::MergeData(Pairs(central_pairs_, sources_.datCentral), sources_.datCentral, target,
+                       merge::kReplace);
+    });
     trap([&] {
       target.Records().Store();
       event_.outcome = Outcome::Added;
@@ -185,13 +191,25 @@ class Conversion {
     if (Found(trap, sources_.datcomps, key) && FoundCopy(trap, target, key)) {
       trap([&] { target.Records().BeginEdit(); });
       event_.merged_comps = true;
-      trap([&] { merge::MergeData(sources_.datcomps, target, merge::kReplace); });
+      trap([&] { MergeComps(); });
       trap([&] { target.Records().Store(); });
     }
     if (values_.ConvertPhotosFlag != 0 && FoundCopy(trap, sources_.datphoto, key) &&
         Found(trap, target, key)) {
       MergePhotos(trap, key);
     }
+  }
+
+  void MergeComps() {
+    merge::MergeData(Pairs(comps_pairs_, sources_.datcomps), sources_.datcomps, sources_.DATFOLVANE,
+                     merge::kReplace);
+  }
+
+  /// The field pairs of a source and the target, resolved when they are first needed: the run has connected
+  /// both by then and keeps them so.
+  const merge::FieldPairs& Pairs(std::optional<merge::FieldPairs>& resolved, const TableSource& source) {
+    if (!resolved) resolved.emplace(source, sources_.DATFOLVANE);
+    return *resolved;
   }
 
   bool WantsOverwrite(const Trap& trap) {
@@ -308,6 +326,8 @@ class Conversion {
   core::ConversionSources& sources_;
   BusyPointer pointer_;
   RecordEvent event_;
+  std::optional<merge::FieldPairs> central_pairs_;
+  std::optional<merge::FieldPairs> comps_pairs_;
   float record_number_ = 0;
   std::int32_t record_total_ = 0;
   RunEnd end_ = RunEnd::Failed;
