@@ -1,6 +1,5 @@
 #include "common/report_error.h"
 
-#include <algorithm>
 #include <string>
 
 #include "common/text.h"
@@ -16,15 +15,8 @@ constexpr std::string_view kRebuildMessage =
 
 }  // namespace
 
-thread_local ProcedureName CurrentProc;
-thread_local Action ErrAction = Action::Retry;
-
-ProcedureName& ProcedureName::operator=(std::string_view name) {
-  const std::size_t used = std::min(name.size(), kLength);
-  std::copy_n(name.begin(), used, characters_.begin());
-  std::fill(characters_.begin() + static_cast<std::ptrdiff_t>(used), characters_.end(), ' ');
-  return *this;
-}
+constinit thread_local ProcedureName CurrentProc;
+constinit thread_local Action ErrAction = Action::Retry;
 
 std::string_view ProcedureName::Trimmed() const { return Trim(Padded()); }
 

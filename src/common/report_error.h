@@ -12,28 +12,33 @@
 
 namespace corvix::common {
 
-/// A text of exactly 20 characters, padded with blanks or cut.
+/// A text of exactly 20 characters, padded with blanks or cut. Made of a literal it costs no more than a
+/// copy: every read of a field records a name.
 class ProcedureName {
  public:
   static constexpr std::size_t kLength = 20;
-  ProcedureName() { characters_.fill(' '); }
-  ProcedureName& operator=(std::string_view name);
+  constexpr ProcedureName() { characters_.fill(' '); }
+  constexpr ProcedureName(std::string_view name) : ProcedureName() {
+    for (std::size_t i = 0; i < name.size() && i < kLength; ++i) characters_[i] = name[i];
+  }
+  template <std::size_t N>
+  constexpr ProcedureName(const char (&name)[N]) : ProcedureName(std::string_view(name)) {}
   /// All 20 characters.
   std::string_view Padded() const { return {characters_.data(), kLength}; }
   /// Without the blanks that fill it.
   std::string_view Trimmed() const;
 
  private:
-  std::array<char, kLength> characters_;
+  std::array<char, kLength> characters_{};
 };
 
 /// Name of the procedure that most recently recorded one; not restored when a procedure returns.
-extern thread_local ProcedureName CurrentProc;
+extern constinit thread_local ProcedureName CurrentProc;
 
 enum class Action : std::int16_t { Retry = 0, Skip = 1, Leave = 2, PassOn = 3 };
 
 /// The action code that the running handler received; without meaning outside a handler.
-extern thread_local Action ErrAction;
+extern constinit thread_local Action ErrAction;
 
 /// Decides what to do about an error. 3218: shows the rebuild message and ends the program (throws
 /// ProgramEnd). 57, 61, 68, 71: asks Abort, Retry or Ignore, which give Leave, Retry and Skip. Any other

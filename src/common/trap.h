@@ -54,7 +54,7 @@ class Trap {
 };
 
 /// Records `name` and runs `body(trap)`; a Leave inside it ends the body and nothing more.
-void Procedure(std::string_view name, std::invocable<const Trap&> auto&& body, const Rules& rules = {}) {
+void Procedure(const ProcedureName& name, std::invocable<const Trap&> auto&& body, const Rules& rules = {}) {
   CurrentProc = name;
   try {
     body(Trap(rules));

@@ -1,7 +1,7 @@
 // The calendar: serial numbers of days, their parts, and dates as text.
 #include <cmath>
 #include <cstdint>
-#include <fmt/format.h>
+#include <fmt/compile.h>
 #include <iterator>
 
 #include "common/error.h"
@@ -96,7 +96,7 @@ std::string DateText(Date date) {
   const bool midnight = parts.hour == 0 && parts.minute == 0 && parts.second == 0;
   std::string text;
   auto out = std::back_inserter(text);
-  if (!day_zero) fmt::format_to(out, "{}/{}/{}", parts.month, parts.day, parts.year);
+  if (!day_zero) fmt::format_to(out, FMT_COMPILE("{}/{}/{}"), parts.month, parts.day, parts.year);
   if (!day_zero && !midnight) text += ' ';
   if (day_zero || !midnight) {
     fmt::format_to(out, "{}:{:02}:{:02} {}", parts.hour % 12 == 0 ? 12 : parts.hour % 12, parts.minute,
@@ -109,7 +109,7 @@ std::string FormatMonthDayYear(std::string_view text) {
   const auto date = ParseDate(text);
   if (!date) return std::string(text);
   const CalendarDate parts = SplitDate(*date);
-  return fmt::format("{:02}/{:02}/{}", parts.month, parts.day, parts.year);
+  return fmt::format(FMT_COMPILE("{:02}/{:02}/{}"), parts.month, parts.day, parts.year);
 }
 
 }  // namespace corvix::core

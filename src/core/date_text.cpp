@@ -221,8 +221,32 @@ bool ReadDay(std::span<const Number> numbers, CalendarDate& date) {
   }
 }
 
+/// The form that nearly all dates have, M/D/YYYY with one or two digits for month and day. None says nothing:
+/// the text may still be a date.
+std::optional<Date> ReadPlainDate(std::string_view text) {
+  std::array<int, 3> parts{};
+  std::array<std::size_t, 3> digits{};
+  std::size_t part = 0;
+  for (const char c : text) {
+    if (c == '/' && part < 2) {
+      ++part;
+    } else if (IsDigit(c) && digits[part] < 4) {
+      parts[part] = parts[part] * 10 + (c - '0');
+      ++digits[part];
+    } else {
+      return std::nullopt;
+    }
+  }
+  const bool is_plain =
+      digits[0] >= 1 && digits[0] <= 2 && digits[1] >= 1 && digits[1] <= 2 && digits[2] == 4;
+  CalendarDate date;
+  if (!is_plain || !SetDay(date, parts[2], parts[0], parts[1])) return std::nullopt;
+  return Date{SerialOf(date)};
+}
+
 /// The date reading; none when the text is no date or time.
 std::optional<Date> ReadDate(std::string_view text) {
+  if (const auto date = ReadPlainDate(text)) return date;
   Tokens tokens(text);
   if (!tokens.Read()) return std::nullopt;
   const std::span<const Number> numbers = tokens.Numbers();

@@ -8,6 +8,7 @@
 #include <string>
 #include <system_error>
 #include <type_traits>
+#include <utility>
 
 #include "common/error.h"
 #include "common/text.h"
@@ -78,9 +79,10 @@ std::optional<double> NumberOf(const Value& value) {
 /// errors 13 and 6 of the text forms mean that the value does not convert; none means the same.
 class Conversion {
  public:
-  Conversion(const Field& field, const Value& value) : field_(field), value_(value) {}
+  /// The value may be moved out of.
+  Conversion(const Field& field, Value& value) : field_(field), value_(value) {}
 
-  Value Run() const {
+  Value Run() {
     switch (field_.type) {
       case FieldType::YesNo:
         return ToYesNo();
@@ -176,8 +178,8 @@ class Conversion {
     return date;
   }
 
-  Value ToTextValue() const {
-    std::string result = ToText(value_);
+  Value ToTextValue() {
+    std::string result = text() ? std::move(*std::get_if<std::string>(&value_)) : ToText(value_);
     if (result.empty() && !field_.allow_zero_length) {
       Refuse(field_, common::kZeroLengthRefused,
              "does not accept an empty text; leave it without a value instead");
@@ -234,16 +236,16 @@ class Conversion {
   }
 
   const Field& field_;
-  const Value& value_;
+  Value& value_;
 };
 
 }  // namespace
 
-Value ConvertForField(const Field& field, const Value& value) {
+Value ConvertForField(const Field& field, Value value) {
   if (field.autonumber)
     Refuse(field, common::kNotAssignable, "is numbered by the database and cannot be assigned to");
   if (IsNull(value)) return field.type == FieldType::YesNo ? Value(false) : value;
-  const Conversion conversion(field, value);
+  Conversion conversion(field, value);
   try {
     return conversion.Run();
   } catch (const Error& error) {

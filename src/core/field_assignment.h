@@ -10,6 +10,6 @@ namespace corvix::core {
 /// The value to keep for `field`. Text is converted to the field's type; Null stays Null (a yes/no field
 /// takes false). Errors, the field's name in the text: 3421 the value does not convert or is out of range,
 /// 3163 text longer than the field, 3315 empty text where the field refuses it, 3164 the field fills itself.
-Value ConvertForField(const Field& field, const Value& value);
+Value ConvertForField(const Field& field, Value value);
 
 }  // namespace corvix::core

@@ -89,7 +89,7 @@ class RecordSet {
   virtual std::optional<std::string> UnreadableText(std::size_t field) const;
   /// Assigns to a field of the row being written, converting text to the field's type by plain assignment
   /// (field_assignment.h). 3020, 3265, 3421, 3163, 3315, 3164; the field then keeps its value.
-  virtual void Write(std::size_t field, const Value& value) = 0;
+  virtual void Write(std::size_t field, Value value) = 0;
 };
 
 /// Position by name or error 3265 naming it.

@@ -1,6 +1,6 @@
 #include "merge/dates.h"
 
-#include <fmt/format.h>
+#include <fmt/compile.h>
 
 #include "common/text.h"
 #include "common/trap.h"
@@ -55,7 +55,7 @@ void SetSaleDate(core::TableSource& target, std::string& text) {
         if (decision.fate == Fate::Sentinel) text = kSentinelDate;
         trap([&] {
           if (decision.error) throw *decision.error;
-          if (decision.value) target.Records().Write(decision.target.position, *decision.value);
+          if (decision.value) target.Records().Write(decision.target.position, *std::move(decision.value));
         });
       },
       rules);
@@ -65,13 +65,14 @@ std::string ReturnFullYear(std::string_view date) {
   if (common::Trim(date).empty()) return {};
   std::int16_t year = 0, month = 0, day = 0;
   SepDate(date, year, month, day);
-  const std::string digits = fmt::format("{}", year);
-  if (year >= 0 && year <= kLastYearOf2000s)
-    return fmt::format("{}/{}/20{}", month, day, PadLChar(digits, 2, "0"));
-  if (year > kLastYearOf2000s && year <= 99)
-    return fmt::format("{}/{}/19{}", month, day, PadLChar(digits, 2, "0"));
   if (year >= 100 && year <= 999) return std::string(kSentinelDate);
-  return fmt::format("{}/{}/{}", month, day, digits.size() == 4 ? digits : PadLChar(digits, 4, "0"));
+  std::string digits = std::to_string(year);
+  if (year >= 0 && year <= 99) {
+    digits = (year <= kLastYearOf2000s ? "20" : "19") + PadLChar(digits, 2, "0");
+  } else if (digits.size() != 4) {
+    digits = PadLChar(digits, 4, "0");
+  }
+  return fmt::format(FMT_COMPILE("{}/{}/{}"), month, day, digits);
 }
 
 void SepDate(std::string_view date, std::int16_t& year, std::int16_t& month, std::int16_t& day) {

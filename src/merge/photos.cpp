@@ -71,7 +71,16 @@ void SavePhotoLists(core::TableSource& source, const TextList& views, const Text
   records.Store();
 }
 
+PhotoFields::PhotoFields(const core::TableSource& photo)
+    : key(photo.Records().FindField(kCentralKey)),
+      picture_id(photo.Records().FindField("PICTID")),
+      view(photo.Records().FindField("VIEW")) {}
+
 int MergePhoto(core::ConversionSources& sources, std::string& key) {
+  return MergePhoto(PhotoFields(sources.datphoto), sources, key);
+}
+
+int MergePhoto(const PhotoFields& fields, core::ConversionSources& sources, std::string& key) {
   int stored_lines = 0;
   common::Procedure("ErrMergePhoto", [&](const Trap& trap) {
     core::TableSource& photo = sources.datphoto;
@@ -83,10 +92,13 @@ int MergePhoto(core::ConversionSources& sources, std::string& key) {
     bool found = false;
     trap([&] { found = core::FindRecord(photo, key, kCentralKey); });
     if (found) {
-      std::string photo_key = GetFieldData(photo, kCentralKey);
+      std::string photo_key;
+      GetFieldData(photo, fields.key, photo_key);
       while (Trim(photo_key) == Trim(key)) {
-        std::string picture_id = GetFieldData(photo, "PICTID");
-        std::string view = GetFieldData(photo, "VIEW");
+        std::string picture_id;
+        GetFieldData(photo, fields.picture_id, picture_id);
+        std::string view;
+        GetFieldData(photo, fields.view, view);
         if (!ListHasItem(views, view)) {
           const bool is_front = Trim(view) == kFrontView;
           AddPhotoItem(views, images, std::move(view), std::move(picture_id));
@@ -98,7 +110,7 @@ int MergePhoto(core::ConversionSources& sources, std::string& key) {
           }
         }
         trap([&] { photo.Records().MoveNext(); });
-        photo_key = GetFieldData(photo, kCentralKey);
+        GetFieldData(photo, fields.key, photo_key);
       }
     }
     trap([&] {

@@ -2,6 +2,8 @@
 // MergePhoto folds the photo records of a key into it. Only references move; no image file is touched.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,8 +30,19 @@ void AddPhotoItem(TextList& views, TextList& images, std::string view, std::stri
 /// Writes the lists into PHOTOS of the current row, in an edit of its own; an empty list as one blank.
 void SavePhotoLists(core::TableSource& source, const TextList& views, const TextList& images);
 
+/// Where the photo table keeps what MergePhoto reads; resolved once for a run.
+struct PhotoFields {
+  /// The source must be connected (error 91) and stay so while this is used.
+  explicit PhotoFields(const core::TableSource& photo);
+
+  std::optional<std::size_t> key;  ///< CENTRALKEY
+  std::optional<std::size_t> picture_id;
+  std::optional<std::size_t> view;
+};
+
 /// Adds the views that the target row of `key` does not list yet, in index order, and sets FRONT when "FRONT
 /// VIEW" is among them. Begins and stores its own edits. Returns the number of lines added and stored.
+int MergePhoto(const PhotoFields& fields, core::ConversionSources& sources, std::string& key);
 int MergePhoto(core::ConversionSources& sources, std::string& key);
 
 }  // namespace corvix::merge

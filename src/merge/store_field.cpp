@@ -34,9 +34,9 @@ void StoreFolvaneField(core::TableSource& target, const FieldPair& pair, std::st
     if (IsGuardedKey(target, pair)) return;
     if (pair.rule == StoreRule::Text) common::CurrentProc = core::kTrim2Size;
     trap([&] {
-      const Decision decision = Decide(pair, data);
+      Decision decision = Decide(pair, data);
       if (decision.error) throw *decision.error;
-      if (decision.value) target.Records().Write(decision.target.position, *decision.value);
+      if (decision.value) target.Records().Write(decision.target.position, *std::move(decision.value));
     });
   });
 }

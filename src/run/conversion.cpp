@@ -224,7 +224,10 @@ class Conversion {
   }
 
   void MergePhotos(const Trap& trap, std::string& key) {
-    trap([&] { event_.photo_lines += merge::MergePhoto(sources_, key); });
+    trap([&] {
+      if (!photo_fields_) photo_fields_.emplace(sources_.datphoto);
+      event_.photo_lines += merge::MergePhoto(*photo_fields_, sources_, key);
+    });
   }
 
   void Finish(const Trap& trap) {
@@ -328,6 +331,7 @@ class Conversion {
   RecordEvent event_;
   std::optional<merge::FieldPairs> central_pairs_;
   std::optional<merge::FieldPairs> comps_pairs_;
+  std::optional<merge::PhotoFields> photo_fields_;
   float record_number_ = 0;
   std::int32_t record_total_ = 0;
   RunEnd end_ = RunEnd::Failed;

@@ -62,12 +62,12 @@ class ObservedRecordSet : public core::RecordSet {
     written_.clear();
   }
 
-  void Write(std::size_t field, const Value& value) override {
+  void Write(std::size_t field, Value value) override {
     const bool is_first =
         !adding_ &&
         std::ranges::find(written_, field, &std::pair<std::size_t, Value>::first) == written_.end();
     Value before = is_first ? Peek(*records_, field) : Value();
-    records_->Write(field, value);
+    records_->Write(field, std::move(value));
     if (is_first) written_.emplace_back(field, std::move(before));
   }
 

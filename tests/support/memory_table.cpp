@@ -149,11 +149,11 @@ class MemoryRecordSet : public core::RecordSet {
     return buffer_ ? (*buffer_)[field] : table_->rows_[Current()][field];
   }
 
-  void Write(std::size_t field, const Value& value) override {
+  void Write(std::size_t field, Value value) override {
     Before(Operation::Write, FieldName(field));
     RequirePosition(field);
     if (!buffer_) throw Error(common::kNoPendingEdit);
-    (*buffer_)[field] = core::ConvertForField(table_->fields_[field], value);
+    (*buffer_)[field] = core::ConvertForField(table_->fields_[field], std::move(value));
   }
 
  private:

@@ -170,7 +170,7 @@ void FoxProRecordSet::ThrowReadOnly() const {
 void FoxProRecordSet::BeginAdd() { ThrowReadOnly(); }
 void FoxProRecordSet::BeginEdit() { ThrowReadOnly(); }
 void FoxProRecordSet::Store() { throw common::Error(common::kNoPendingEdit); }
-void FoxProRecordSet::Write(std::size_t, const core::Value&) { throw common::Error(common::kNoPendingEdit); }
+void FoxProRecordSet::Write(std::size_t, core::Value) { throw common::Error(common::kNoPendingEdit); }
 
 void FoxProRecordSet::RequireRow() const {
   if (current_ == 0) throw common::Error(common::kNoCurrentRecord);

@@ -54,7 +54,7 @@ class FoxProRecordSet final : public core::RecordSet {
   void BeginAdd() override;
   void BeginEdit() override;
   void Store() override;
-  void Write(std::size_t field, const core::Value& value) override;
+  void Write(std::size_t field, core::Value value) override;
 
   bool HasRow() const override { return current_ != 0; }
   core::Value Read(std::size_t field) const override;

@@ -247,11 +247,11 @@ void JetRecordSet::BeginEdit() {
   buffer_ = Buffer::Editing;
 }
 
-void JetRecordSet::Write(std::size_t field, const core::Value& value) {
+void JetRecordSet::Write(std::size_t field, core::Value value) {
   Table();
   if (buffer_ == Buffer::None) throw Error(common::kNoPendingEdit);
   CheckField(field);
-  values_[field] = core::ConvertForField(table_->fields()[field], value);
+  values_[field] = core::ConvertForField(table_->fields()[field], std::move(value));
   assigned_.set(field);
 }
 

@@ -44,7 +44,7 @@ class JetRecordSet : public core::RecordSet {
   bool HasRow() const override;
   core::Value Read(std::size_t field) const override;
   bool ReadText(std::size_t field, std::string& text) const override;
-  void Write(std::size_t field, const core::Value& value) override;
+  void Write(std::size_t field, core::Value value) override;
 
   /// The database is closed: every operation fails from now on, with error 3420.
   void Disconnect();
