@@ -91,6 +91,7 @@ void TerminalHost::ShowDuplicatePrompt(run::RunValues& values) {
     Show(fmt::format("{:<{}}{} {:<{}}  {}", row.caption, kCaptionWidth, source == target ? ' ' : '*', source,
                      kSideWidth, target));
   }
+  if (const std::string records = contents.SourceRecords(); !records.empty()) Show("Source: " + records);
   for (;;) {
     switch (AskLetter(contents.question() + "  (yes, no, stop, all)", "ynsa", 's')) {
       case 'y':

@@ -36,6 +36,12 @@ fs::path HostPath(std::string_view text) {
   return result;
 }
 
+bool SamePlace(const fs::path& one, const fs::path& other) {
+  std::error_code error;
+  if (fs::exists(one, error) || fs::exists(other, error)) return fs::equivalent(one, other, error) && !error;
+  return EqualIgnoringCase(one.lexically_normal().string(), other.lexically_normal().string());
+}
+
 std::string DisplayPath(const fs::path& path) {
   std::string text = path.string();
   std::ranges::replace(text, '/', '\\');

@@ -16,6 +16,10 @@ std::filesystem::path HostPath(std::string_view text);
 /// plain concatenation when there is none.
 std::filesystem::path FindIgnoringCase(const std::filesystem::path& directory, std::string_view name);
 
+/// Whether two paths name one file or directory: the same one on the disk or, where neither exists, names
+/// that differ in letter case at most.
+bool SamePlace(const std::filesystem::path& one, const std::filesystem::path& other);
+
 /// A host path as the system shows it, with "\" as separator.
 std::string DisplayPath(const std::filesystem::path& path);
 

@@ -18,7 +18,6 @@ using common::StripRChar;
 using common::Trap;
 
 constexpr std::string_view kExtension = "DBF";
-constexpr std::string_view kTargetFile = "FOLVANE.MDB";
 constexpr std::string_view kTargetTable = "COMPS";
 
 void Notice(const std::string& text) {
@@ -49,6 +48,8 @@ std::unique_ptr<RecordSet> OpenTargetTable(const DataAccess& access, const std::
 }
 
 }  // namespace
+
+std::string TargetFileIn(std::string comps_path) { return CkRSlash(comps_path).append(kTargetFile); }
 
 void Connect2DBF(DataAccess& access, TableSource& source, std::string directory,
                  const std::string& table_name, std::int16_t recordset_type) {
@@ -114,7 +115,7 @@ void Connect2Data(DataAccess& access, ConversionSources& sources, std::string co
   Connect2DBF(access, sources.datphoto, directory, "PHOTO", 0);
   Connect2DBF(access, sources.datcomps, directory, "COMPS", 0);
   Connect2DBF(access, sources.datCentral, directory, "CENTRAL", 0);
-  Connect2Sourcemdb(access, sources.DATFOLVANE, CkRSlash(comps_path) + std::string(kTargetFile),
+  Connect2Sourcemdb(access, sources.DATFOLVANE, TargetFileIn(std::move(comps_path)),
                     std::string(kTargetTable), 0);
 }
 

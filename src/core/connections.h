@@ -12,6 +12,12 @@
 
 namespace corvix::core {
 
+/// The file that a conversion writes, whatever name the boxes hold.
+inline constexpr std::string_view kTargetFile = "FOLVANE.MDB";
+
+/// Its full name in the directory that a box names.
+std::string TargetFileIn(std::string comps_path);
+
 /// The table engine, and the one connection to the target database. Each opening of the target replaces
 /// TargetDb; record sets opened through the one before stay usable.
 struct DataAccess {

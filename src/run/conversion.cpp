@@ -112,7 +112,11 @@ class Conversion {
     for (;;) {
       bool past_end = true;  // an error in this test ends the walk
       trap([&] { past_end = sources_.datCentral.Records().PastEnd(); });
-      if (past_end) return;
+      if (past_end) {
+        trap([&] { host_.LastYield(values_); });
+        Interrupted();
+        return;
+      }
       if (values_.AskResult == kAskStop) {
         ShowNotice(trap, "Conversion Stopped");
         return;
@@ -122,14 +126,17 @@ class Conversion {
         if (session_.access.TargetDb) session_.access.TargetDb->CheckpointWhenDue();
       });
       trap([&] { host_.Yield(values_); });
-      if (values_.EscapeState == kEscapeContinue) {
-        values_.EscapeState = kEscapeNone;
-      } else if (values_.EscapeState == kEscapeStop) {
-        DisplayMessage(host_.lblmsg(), "Conversion Cancelled", kBlack);
-        return;
-      }
+      if (Interrupted()) return;
       trap([&] { sources_.datCentral.Records().MoveNext(); });
     }
+  }
+
+  /// Settles what the yield brought; true: the user wants the run to end.
+  bool Interrupted() {
+    if (values_.EscapeState == kEscapeContinue) values_.EscapeState = kEscapeNone;
+    if (values_.EscapeState != kEscapeStop) return false;
+    DisplayMessage(host_.lblmsg(), "Conversion Cancelled", kBlack);
+    return true;
   }
 
   void ConvertRecord(const Trap& trap) {

@@ -1,5 +1,7 @@
 #include "run/duplicate_prompt.h"
 
+#include <fmt/format.h>
+
 #include "common/path_names.h"
 #include "common/text.h"
 #include "core/lookup.h"
@@ -41,6 +43,15 @@ std::vector<PromptRow> MakeRows() {
   };
 }
 
+/// Name of the table in a file. A path splits at its first ".", which a directory may hold, so the
+/// directories are left out.
+std::string TableOf(std::string_view file) { return common::FileBaseName(file.substr(file.rfind('\\') + 1)); }
+
+std::string RecordOf(std::string_view table, const core::TableSource& source) {
+  const std::int64_t number = source.Recordset ? source.Recordset->RecordNumber() : 0;
+  return number == 0 ? std::string() : fmt::format("{} record {}", table, number);
+}
+
 }  // namespace
 
 std::span<const PromptRow> PromptRows() {
@@ -48,20 +59,26 @@ std::span<const PromptRow> PromptRows() {
   return rows;
 }
 
-PromptContents::PromptContents(Session& session) {
+PromptContents::PromptContents(Session& session) : datCentral_(session.sources.datCentral) {
   const std::string key(common::Trim(session.values.CurrentKey));
   const settings::PathStrings& paths = session.paths;
-  core::Connect2DBF(session.access, datcomps_, paths.CompPath, common::FileBaseName(paths.CompFile), 0);
-  core::Connect2DBF(session.access, datcentral_, paths.CompPath, "CENTRAL", 0);
+  comps_table_ = TableOf(paths.CompFile);
+  core::Connect2DBF(session.access, datcomps_, paths.CompPath, comps_table_, 0);
   core::Connect2mdb(session.access, DATFOLVANE_, paths.CompsFile, "comps", 0);
   const auto look_up = [&key](core::TableSource& source) {
     std::string sought = key;
     return core::FindRecord(source, sought, kCentralKey);
   };
   source_found_ = look_up(datcomps_);
-  central_found_ = source_found_ && look_up(datcentral_);
   question_ = "Comp Address '" + key + "' was found.  Overwrite?";
   target_found_ = look_up(DATFOLVANE_);
+}
+
+std::string PromptContents::SourceRecords() const {
+  if (!source_found_) return {};
+  const std::string central = RecordOf("CENTRAL", datCentral_);
+  const std::string comps = RecordOf(comps_table_, datcomps_);
+  return central + (central.empty() || comps.empty() ? "" : ", ") + comps;
 }
 
 std::string PromptContents::Text(const PromptCell& cell) const {
@@ -69,7 +86,7 @@ std::string PromptContents::Text(const PromptCell& cell) const {
     case Comps:
       return source_found_ ? core::GetFieldData(datcomps_, cell.field) : std::string();
     case Central:
-      return central_found_ ? core::GetFieldData(datcentral_, cell.field) : std::string();
+      return source_found_ ? core::GetFieldData(datCentral_, cell.field) : std::string();
     case Target:
       return target_found_ ? core::GetFieldData(DATFOLVANE_, cell.field) : std::string();
   }

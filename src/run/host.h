@@ -59,6 +59,9 @@ class Host : public common::Dialogs {
   virtual void ShowDuplicatePrompt(RunValues& values) = 0;
   /// Serves pending events once. A request to interrupt is answered in here, through values.EscapeState.
   virtual void Yield(RunValues& values) = 0;
+  /// Once more after the last record: a host that serves events less often than it is asked to must serve
+  /// all that are pending now, so that no request is lost.
+  virtual void LastYield(RunValues& values) { static_cast<void>(values); }
   /// Told once for each source record when it is done, also while an error carries the run out of it: must
   /// not throw.
   virtual void RecordDone(const RecordEvent& event) = 0;

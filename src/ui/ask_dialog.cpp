@@ -48,6 +48,9 @@ AskDialog::AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs
 
 void AskDialog::Show(const run::PromptContents& contents) {
   Control<QLabel>(*this, "lblAsk").setText(ToQt(contents.question()));
+  auto& records = Control<QLabel>(*this, "lblSourceRecords");
+  records.setText(ToQt(contents.SourceRecords()));
+  records.setAccessibleDescription("Source");
   for (const run::PromptRow& row : run::PromptRows()) {
     for (const run::PromptCell& cell : row.source) {
       auto& label = Control<QLabel>(*this, cell.control);

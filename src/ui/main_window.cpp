@@ -21,7 +21,6 @@
 #include "ui/escape_filter.h"
 #include "ui/form.h"
 #include "ui/main_form.h"
-#include "ui/selection.h"
 
 namespace corvix::ui {
 namespace {
@@ -137,46 +136,16 @@ void MainWindow::cmdnewconvert_Click() {
   Act([this] {
     const RunningState state(*this);
     host_->Begin();
+    if (!TargetIsMeant()) return;
     run::cmdnewconvert_Click(session_, *host_);
   });
+  if (ended_ != Ended::No) return;
   if (!host_->asks()) {
     Form_Unload(Ended::Stopped);
-  } else if (host_->close_requested()) {
-    close();
+    return;
   }
-}
-
-std::optional<std::filesystem::path> MainWindow::Choose(const char* title, const char* filter,
-                                                        std::string_view box) {
-  const std::string text = FromQt(Control<QLineEdit>(*this, box).text());
-  return services_.files.Open({title, filter, ExistingDirectory(text)});
-}
-
-void MainWindow::SetBox(std::string_view name, std::string_view text) {
-  Control<QLineEdit>(*this, name).setText(ToQt(text));
-}
-
-void MainWindow::cmdSource_Click() {
-  try {
-    const auto file = Choose("Select 'Comps.dbf','Photo.dbf', or 'Central.Dbf'-then select 'Open'",
-                             "Data Files (*.dbf)|*.dbf", "txtCompPath");
-    if (file) SetBox("txtCompPath", SplitChosenFile(*file).directory);
-  } catch (const std::exception&) {
-    return;  // a selection that fails ends quietly
-  }
-}
-
-void MainWindow::cmdTarget_Click() {
-  try {
-    const auto file =
-        Choose("Select 'Folvane.mdb' and then select 'Open'", "Data Files (*.mdb)|*.mdb", "txtCompsPath");
-    if (!file) return;
-    const Selection selection = SplitChosenFile(*file);
-    SetBox("txtCompsPath", selection.directory);
-    SetBox("txtcompsfilename", selection.file_name);
-  } catch (const std::exception&) {
-    return;  // likewise
-  }
+  Release();
+  if (host_->close_requested()) close();
 }
 
 void MainWindow::HelpMenuItem_Click() {
@@ -222,11 +191,20 @@ void MainWindow::EndInOrder() {
 
 void MainWindow::Form_Unload(Ended how) {
   if (ended_ != Ended::No) return;
-  const bool safe = Act([this] { run::CloseTarget(session_, *host_); });
-  session_.access.TargetDb.reset();
-  session_.sources = {};  // after a prompt they hold the file open by an earlier connection
+  const bool safe = Release();
   Act([this] { WriteTags(); });
   End(safe || host_->asks() ? how : Ended::AtOnce);
+}
+
+bool MainWindow::Release() {
+  const bool safe = Act([this] { run::CloseTarget(session_, *host_); });
+  Disconnect();
+  return safe;
+}
+
+void MainWindow::Disconnect() {
+  session_.access.TargetDb.reset();
+  session_.sources = {};
 }
 
 bool MainWindow::Act(const std::function<void()>& action) {
@@ -252,6 +230,7 @@ void MainWindow::ShowFailure(const common::Error& error) {
   } catch (const common::Error&) {
     // What cannot be written now has not been promised to be safe either; the first error is the news.
   }
+  if (!running_) Disconnect();  // the box may stay open for hours
   if (host_->asks()) services_.dialogs.Failure(run::FailureText(failure));
 }
 

@@ -7,6 +7,8 @@
 // program, which does not.
 // On either end the callback given is called once with the exit code.
 //
+// Files are open for the moment of the start that looks for them, and for the duration of each run.
+//
 // No exception ever passes through the event loop: each handler runs inside Act.
 #pragma once
 
@@ -73,9 +75,17 @@ class MainWindow : public QMainWindow {
   void HelpMenuItem_Click();
   void Escape();
   void Form_Unload(Ended how);
+  /// Gives up all files, so that the office can use, or replace, them while the window waits; false, after a
+  /// message, when what was stored last could not be made safe.
+  bool Release();
+  void Disconnect();
 
   std::optional<std::filesystem::path> Choose(const char* title, const char* filter, std::string_view box);
   void SetBox(std::string_view name, std::string_view text);
+  /// After a selection whose boxes lead elsewhere: whether the file's own directory is to be put in.
+  bool WantsChosen(const std::string& boxes, const std::filesystem::path& file);
+  /// False when a run would write another file than the boxes name, and the user does not want that.
+  bool TargetIsMeant();
 
   /// Runs a user's action; false when an error left it. Shows the error, or ends the program.
   bool Act(const std::function<void()>& action);

@@ -56,6 +56,7 @@ class BoundControls {
 
 bool MainWindow::Load(const Directories& directories) {
   if (!Act([&] { FormLoad(directories); })) End(Ended::AtOnce);
+  Release();
   return ended_ == Ended::No;
 }
 

@@ -22,6 +22,7 @@ constexpr std::array kFixed{
                  .tab_index = 2},
     ControlEntry{.name = "frmSource", .kind = Frame, .caption = "Source", .place = {120, 600, 4335, 5415}},
     ControlEntry{.name = "Frame1", .kind = Frame, .caption = "Target", .place = {4560, 600, 4335, 5415}},
+    ControlEntry{.name = "lblSourceRecords", .kind = Label, .place = {120, 6120, 5520, 375}},
     ControlEntry{.name = "cmdDontask",
                  .kind = Button,
                  .caption = "Overwrite and Continue Without Stopping",

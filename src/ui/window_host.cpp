@@ -99,7 +99,13 @@ void WindowHost::ShowDuplicatePrompt(run::RunValues& values) {
 }
 
 void WindowHost::Yield(run::RunValues& values) {
-  if (asks_ && Clock::now() >= next_frame_) {
+  if (!asks_ || Clock::now() >= next_frame_) ServeEvents(values);
+}
+
+void WindowHost::LastYield(run::RunValues& values) { ServeEvents(values); }
+
+void WindowHost::ServeEvents(run::RunValues& values) {
+  if (asks_) {
     ShowProgress();
     QCoreApplication::processEvents();
     if (asks_ && halt_requested_) Halt();

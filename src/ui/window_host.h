@@ -53,10 +53,13 @@ class WindowHost : public run::Host {
   void FocusTargetFileName() override { wants_target_file_name_ = true; }
   void ShowDuplicatePrompt(run::RunValues& values) override;
   void Yield(run::RunValues& values) override;
+  void LastYield(run::RunValues& values) override;
   void RecordDone(const run::RecordEvent&) override {}  // the labels say it all
 
  private:
   using Clock = std::chrono::steady_clock;
+
+  void ServeEvents(run::RunValues& values);
 
   QMainWindow& window_;
   run::Session& session_;

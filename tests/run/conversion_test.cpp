@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "common/error.h"
+#include "run/duplicate_prompt.h"
 #include "support/errors.h"
 #include "support/memory_sources.h"
 #include "support/scripted_host.h"
@@ -74,6 +75,28 @@ TEST_F(ConversionTest, Declined_TouchesNothing) {
       "'CENTRAL.CDX', 'COMPS.DBF', 'COMPS.CDX' AND 'COMP.FPT' in the subdirectory called 'C:\\OLD\\'. Do you "
       "wish to continue?");
   EXPECT_TRUE(host.pointer.empty());
+}
+
+TEST_F(ConversionTest, ThePromptShowsTheRecordInHand_WhateverPathAndKeyLookLike) {
+  tables.central->AddRow({std::string(" k1"), std::string("IN HAND")});
+  tables.central->AddRow({std::string("K1"), std::string("SECOND")});
+  tables.comps->AddRow({std::string("K1"), std::string("GOOD")});
+  AddTarget({"K1"});
+  session.values.DupMode = kAskEachTime;
+  std::vector<std::string> shown;
+  host.on_prompt = [&] {
+    const PromptContents contents(session);
+    shown.push_back(contents.Text(PromptRows()[0].source[0]) + contents.Text(PromptRows()[8].source[0]));
+  };
+  for (const char* directory : {".", "..\\old", "C:\\john.smith\\data\\", "C:\\OLD"}) {
+    engine.AddFoxProTable(directory, "CENTRAL", tables.central);
+    engine.AddFoxProTable(directory, "COMPS", tables.comps);
+    engine.AddFoxProTable(directory, "PHOTO", tables.photo);
+    host.boxes.txtCompPath = directory;
+    shown.clear();
+    EXPECT_EQ(Run(), RunEnd::Completed);
+    EXPECT_THAT(shown, ElementsAre("IN HAND", "SECOND")) << directory;
+  }
 }
 
 TEST_F(ConversionTest, NewKeys_GetCentralCompsAndPhotos) {

@@ -1,8 +1,13 @@
 // The window on real files: what it stores is what the command line stores, the files are sound and closed
 // afterwards, and a database that cannot be used ends the start.
+#include <QLineEdit>
+#include <QRadioButton>
+#include <gmock/gmock.h>
+
 #include "common/host_paths.h"
 #include "sample/sample_writer.h"
 #include "storage/engine/file_engine.h"
+#include "storage/jet/catalog/jet_create.h"
 #include "ui/command_line.h"
 #include "ui/scripted_window.h"
 
@@ -11,6 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::ClickOn;
+using testing::Contains;
+using testing::HasSubstr;
 
 class FilesTest : public test::WindowTest {
  protected:
@@ -55,6 +62,57 @@ TEST_F(FilesTest, AConversionServesEventsAndStoresWhatTheCommandLineStores) {
   EXPECT_NE(rows, "") << "the prompt's connection keeps the file";
   EXPECT_EQ(rows, test::RowsOf(by_command_.path()));
   EXPECT_EQ(test::CommandLine("check '" + by_window_.path().string() + "' >/dev/null || echo damaged"), "");
+}
+
+TEST_F(FilesTest, AnIdleWindowLetsOthersReadWriteAndReplaceTheDatabase) {
+  const fs::path path = by_window_.path() / "FOLVANE.MDB";
+  const fs::path by_command = by_command_.path() / "FOLVANE.MDB";
+  const fs::path backup = by_command_.path() / "BACKUP.MDB";
+  fs::copy_file(path, backup);
+  const auto convert = [&](const fs::path& target, const char* duplicates) {
+    return test::CommandLine("convert --yes --json --source '" + by_window_.path().string() + "' --target '" +
+                             target.parent_path().string() + "' --duplicates " + duplicates);
+  };
+  const std::vector<std::function<void()>> meanwhile{
+      [] {},
+      [&] {  // over the old one
+        std::ifstream in(backup, std::ios::binary);
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << in.rdbuf();
+      },
+      [&] {  // in its place
+        fs::copy_file(backup, path.string() + ".new");
+        fs::rename(path.string() + ".new", path);
+      },
+      [&] { EXPECT_THAT(convert(path, "target"), HasSubstr("complete. (300 records)")); }};
+  ASSERT_TRUE(Open(engine_));
+  Get<QRadioButton>("optdup(0)").setChecked(true);
+  for (const auto& change : meanwhile) {
+    EXPECT_FALSE(fs::exists(by_window_.path() / "FOLVANE.ldb"));
+    change();
+    fs::copy_file(path, by_command, fs::copy_options::overwrite_existing);
+    EXPECT_NE(test::RowsOf(by_window_.path()), "") << "a reader is refused";
+    Convert();
+    EXPECT_EQ(dialogs.boxes.notices.back(), "Conversion complete. (300 records)");
+    EXPECT_THAT(convert(by_command, "source"), HasSubstr("complete. (300 records)"));
+    EXPECT_TRUE(test::RowsOf(by_window_.path()) == test::RowsOf(by_command_.path()));
+    EXPECT_EQ(test::CommandLine("check '" + by_window_.path().string() + "' >/dev/null || echo damaged"), "");
+  }
+}
+
+TEST_F(FilesTest, ADatabaseWithoutItsTableLeavesTheOneBeforeAlone) {
+  const auto bytes = [&] {
+    std::ifstream in(by_window_.path() / "FOLVANE.MDB", std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  ASSERT_TRUE(Open(engine_));
+  const std::string before = bytes();
+  const fs::path unusable = by_command_.path() / "FOLVANE.MDB";
+  fs::remove(unusable);
+  jet::CreateDatabase(files_, unusable, {});
+  Get<QLineEdit>("txtCompsPath").setText(ui::ToQt(common::DisplayPath(by_command_.path())));
+  Convert();
+  EXPECT_THAT(dialogs.boxes.notices, Contains(HasSubstr("is missing or is invalid.")));
+  EXPECT_EQ(bytes(), before);
 }
 
 TEST_F(FilesTest, ADatabaseThatCannotBeUsedEndsTheStart) {

@@ -205,6 +205,17 @@ INSTANTIATE_TEST_SUITE_P(
                     EscapeCase{"CloseBox", test::CloseBox, kFour, "NEW NEW NEW NEW", kFour}),
     test::kCaseName);
 
+TEST_F(RunTest, EscAfterTheLastRecordCounts) {
+  AddDuplicates(2);
+  ASSERT_TRUE(Open());
+  SelectPolicy(run::kUseSource);
+  PressEscAfter(2, 0);
+  ModalScript script;
+  script.Then("frmEscape", ClickOn("cmdStop"));
+  Convert();
+  EXPECT_EQ(TextOf("lblmsg"), "Conversion Cancelled");
+}
+
 TEST_F(RunTest, EscIsHeardWhateverHasTheFocusOncePerPress) {
   ASSERT_TRUE(Open());
   for (const char* name : {"txtCompPath", "cmdQuit", "optdup(2)", "cmdnewconvert"}) {

@@ -194,11 +194,12 @@ class MemoryWindowTest : public WindowTest {
     }
     return all;
   }
-  /// Presses Esc while the run is between records `number` and `number` + 1.
-  void PressEscAfter(int number) {
-    tables.central->before = [this, number, moves = 0](Operation operation, std::string_view) mutable {
+  /// Presses Esc while the run is between records `number` and `number` + 1, which takes that long: by
+  /// default a frame's time, so that the next yield serves events.
+  void PressEscAfter(int number, int milliseconds = 20) {
+    tables.central->before = [=, this, moves = 0](Operation operation, std::string_view) mutable {
       if (operation != Operation::MoveNext || ++moves != number) return;
-      QTest::qSleep(20);  // a frame's time, so that the next yield serves events
+      QTest::qSleep(milliseconds);
       QCoreApplication::postEvent(&*window_, new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
     };
   }
