@@ -6,7 +6,7 @@
 #include "common/report_error.h"
 #include "common/text.h"
 #include "core/lookup.h"
-#include "run/value_fate.h"
+#include "merge/store_rules.h"
 
 namespace corvix::run {
 
@@ -31,29 +31,33 @@ RecordAccount Accountant::Take(const RecordEvent& event) {
     std::erase_if(row.fields, [](const RowChange::Field& field) { return field.before == field.after; });
   }
   std::erase_if(account.changes, [](const RowChange& row) { return !row.added && row.fields.empty(); });
-  if (event.merged_central) AddLost(session_.sources.datCentral, "CENTRAL", account.lost);
-  if (event.merged_comps) AddLost(session_.sources.datcomps, "COMPS", account.lost);
+  const core::ConversionSources& sources = session_.sources;
+  if (event.merged_central) AddLost(sources.datCentral, "CENTRAL", central_pairs_, account.lost);
+  if (event.merged_comps) AddLost(sources.datcomps, "COMPS", comps_pairs_, account.lost);
   common::CurrentProc = recorded;
   return account;
 }
 
 void Accountant::AddLost(const core::TableSource& source, const char* table,
-                         std::vector<LostValue>& lost) const {
-  if (!source.Recordset || !session_.sources.DATFOLVANE.Recordset) return;
+                         std::optional<merge::FieldPairs>& pairs, std::vector<LostValue>& lost) const {
+  const core::TableSource& target = session_.sources.DATFOLVANE;
+  if (!source.Recordset || !target.Recordset) return;
+  if (!pairs) pairs.emplace(source, target);
   bool ended = false;  // a refused value ends the merge of its record
-  for (const core::Field& field : source.Recordset->Fields()) {
-    const std::string_view name = common::Trim(field.name);
-    std::string value = core::GetFieldData(source, name);
+  for (const merge::FieldPair& pair : *pairs) {
+    std::string value;
+    core::GetFieldData(source, pair.source, value);
     if (value.empty()) continue;
     if (ended) {
-      lost.push_back({table, std::string(name), std::move(value),
-                      "not reached: the merge of the record ended before it"});
+      lost.push_back(
+          {table, pair.name, std::move(value), "not reached: the merge of the record ended before it"});
       continue;
     }
-    const ValueFate fate = FateOf(*session_.sources.DATFOLVANE.Recordset, name, value);
-    ended = fate.fate == Fate::Refused;
-    if (fate.fate != Fate::Stored)
-      lost.push_back({table, std::string(name), std::move(value), Explain(fate)});
+    if (pair.is_key) continue;
+    const merge::Decision decision = merge::Decide(pair, value);
+    ended = decision.fate == merge::Fate::Refused;
+    if (decision.fate != merge::Fate::Stored)
+      lost.push_back({table, pair.name, std::move(value), Explain(decision)});
   }
 }
 

@@ -7,9 +7,11 @@
 //   void RecordDone(const RecordEvent& event) { Show(accountant.Take(event)); }
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "merge/field_pairs.h"
 #include "run/events.h"
 #include "run/host.h"
 #include "run/observed_engine.h"
@@ -43,6 +45,7 @@ struct RecordAccount {
   std::vector<LostValue> lost;
 };
 
+/// Of one run.
 class Accountant : public StoreObserver {
  public:
   /// `session` must outlive this; its sources stand on the records of the event when Take is called.
@@ -54,10 +57,14 @@ class Accountant : public StoreObserver {
   RecordAccount Take(const RecordEvent& event);
 
  private:
-  void AddLost(const core::TableSource& source, const char* table, std::vector<LostValue>& lost) const;
+  void AddLost(const core::TableSource& source, const char* table, std::optional<merge::FieldPairs>& pairs,
+               std::vector<LostValue>& lost) const;
 
   const Session& session_;
   std::vector<RowChange> changes_;
+  // Resolved when they are first needed: an accountant sees one run.
+  std::optional<merge::FieldPairs> central_pairs_;
+  std::optional<merge::FieldPairs> comps_pairs_;
 };
 
 }  // namespace corvix::run

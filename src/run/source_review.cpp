@@ -12,7 +12,7 @@
 #include "common/path_names.h"
 #include "common/text.h"
 #include "core/lookup.h"
-#include "run/value_fate.h"
+#include "merge/store_rules.h"
 
 namespace corvix::run {
 namespace {
@@ -20,6 +20,10 @@ namespace {
 using core::GetFieldData;
 using core::kCentralKey;
 using core::TableSource;
+using merge::Fate;
+
+/// True when the run does not settle an error of this number by itself while it merges a record.
+bool EndsRun(common::ErrorNumber number) { return number != common::kConversion; }
 
 /// Characters that no table means: the replacement character, and what code_page.h makes of bytes that a page
 /// leaves unassigned (control characters of the upper half, private ones).
@@ -49,6 +53,8 @@ class Reviewer {
     }
     database_ = engine.OpenDatabase(common::CkRSlash(target) + "FOLVANE.MDB");
     target_.Recordset = database_->OpenTable("COMPS");
+    central_pairs_.emplace(central_, target_);
+    comps_pairs_.emplace(comps_, target_);
   }
 
   Review Run() {
@@ -100,8 +106,9 @@ class Reviewer {
         continue;
       }
       if (name == "SALEDATE") continue;
-      const ValueFate fate = FateOf(target_.Records(), name, "x");
-      if (fate.fate == Fate::NeverStored) Note(Concern::NeverStored, source.name, name).why = Explain(fate);
+      const merge::Decision decision = merge::Decide(merge::PairOf(name, target_.Records()), "x");
+      if (decision.fate == Fate::NeverStored)
+        Note(Concern::NeverStored, source.name, name).why = Explain(decision);
     }
   }
 
@@ -151,11 +158,11 @@ class Reviewer {
     const bool has_comps = core::FindRecord(comps_, key, kCentralKey);
     if (has_comps) reached_.insert(comps_.Records().GetBookmark().handle);
     if (!is_stored && !is_repeated) {
-      ReviewStored(central_, number, exact);
-      if (has_comps) ReviewStored(comps_, number, exact);
+      ReviewStored(central_, *central_pairs_, number, exact);
+      if (has_comps) ReviewStored(comps_, *comps_pairs_, number, exact);
     } else if (has_comps && values_.DupMode != kKeepTarget) {
       if (is_stored) ReviewFilled(number, exact);
-      ReviewStored(comps_, number, exact);
+      ReviewStored(comps_, *comps_pairs_, number, exact);
     }
   }
 
@@ -193,19 +200,22 @@ class Reviewer {
   }
 
   /// A record that goes through the store rules.
-  void ReviewStored(const TableSource& source, std::int64_t number, const std::string& key) {
-    for (const core::Field& field : source.Records().Fields()) {
-      const std::string_view name = common::Trim(field.name);
-      const std::string value = GetFieldData(source, name);
+  void ReviewStored(const TableSource& source, const merge::FieldPairs& pairs, std::int64_t number,
+                    const std::string& key) {
+    std::string value;
+    for (const merge::FieldPair& pair : pairs) {
+      if (pair.is_key) continue;  // the walk over the central table looks at keys
+      GetFieldData(source, pair.source, value);
       if (value.empty()) continue;
-      const ValueFate fate = FateOf(target_.Records(), name, value);
-      if (fate.fate == Fate::Stored) continue;
-      Count(ConcernOf(fate), {source.name.c_str(), name, number, key}, value, Explain(fate), fate.error);
+      const merge::Decision decision = merge::Decide(pair, value);
+      if (decision.fate == Fate::Stored) continue;
+      Count(ConcernOf(decision), {source.name.c_str(), pair.name, number, key}, value, Explain(decision),
+            decision.error);
     }
   }
 
-  static Concern ConcernOf(const ValueFate& fate) {
-    switch (fate.fate) {
+  static Concern ConcernOf(const merge::Decision& decision) {
+    switch (decision.fate) {
       case Fate::Cut:
         return Concern::Cut;
       case Fate::Sentinel:
@@ -215,7 +225,7 @@ class Reviewer {
       case Fate::NeverStored:
         return Concern::NeverStored;
       default:
-        return fate.field == nullptr ? Concern::NoTargetField : Concern::Refused;
+        return !decision.target ? Concern::NoTargetField : Concern::Refused;
     }
   }
 
@@ -227,7 +237,7 @@ class Reviewer {
       const auto position = target_.Records().FindField(field.name);
       if (!position || !GetFieldData(target_, field.name).empty()) continue;
       const std::string value = GetFieldData(central_, field.name);
-      const auto error = AssignmentError(fields[*position], value);
+      const auto error = merge::AssignmentError(fields[*position], value);
       if (!error) continue;
       Count(Concern::FillRefused, {"CENTRAL", field.name, number, key}, value,
             error->what() + std::string("; the central fields behind it are not filled either"), error);
@@ -241,6 +251,8 @@ class Reviewer {
   TableSource photo_{.name = "PHOTO"};
   TableSource target_{.name = "DATFOLVANE"};
   std::shared_ptr<core::Database> database_;
+  std::optional<merge::FieldPairs> central_pairs_;
+  std::optional<merge::FieldPairs> comps_pairs_;
   std::unordered_map<std::string, std::string> keys_;  // fitted to the target, with their first spelling
   std::unordered_set<std::uint64_t> reached_;          // comps records
   std::map<std::tuple<Concern, std::string, std::string, common::ErrorNumber>, Warning> warnings_;

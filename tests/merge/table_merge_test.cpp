@@ -4,6 +4,7 @@
 
 #include "common/error.h"
 #include "merge/store_field.h"
+#include "merge/store_rules.h"
 #include "support/errors.h"
 #include "support/memory_sources.h"
 
@@ -106,31 +107,41 @@ TEST_F(MergeTest, MergeCentralData_AnEmptyValueForANumberIs3421) {
   EXPECT_EQ(Field("Address"), "") << "the mode REPLACE writes empty values over filled fields";
 }
 
-TEST_F(MergeTest, StoreFolvaneField_ObeysTheTypeTable) {
+TEST_F(MergeTest, StoreFolvaneField_StoresWhatTheTypeTableDecides) {
   struct Case {
     FieldType type;
     const char* text;
     const char* stored;
+    Fate fate = Fate::Stored;
+    int error = 0;
   };
   for (const Case& c : {Case{FieldType::Single, "2.5", "2.5"},
+                        {FieldType::Single, "1e39", "", Fate::Refused, common::kOverflow},
                         {FieldType::Double, "$1,234.5", "1234.5"},
+                        {FieldType::Double, "N/A", "", Fate::Refused, common::kTypeMismatch},
+                        {FieldType::Text, " 12345678 ", "12345678"},
+                        {FieldType::Text, "123456789", "12345678", Fate::Cut},
                         {FieldType::Date, "1/2/03", "1/2/2003"},
-                        {FieldType::Date, "1/2/3", ""},
-                        {FieldType::Date, "unknown", ""},
-                        {FieldType::Integer, "5", ""},
-                        {FieldType::Long, "5", ""},
-                        {FieldType::Currency, "5", ""},
-                        {FieldType::Memo, "text", ""},
-                        {FieldType::Byte, "5", ""}}) {
+                        {FieldType::Date, "1/2/3", "", Fate::NotADate},
+                        {FieldType::Date, "unknown", "", Fate::NotADate},
+                        {FieldType::Integer, "5", "", Fate::NeverStored},
+                        {FieldType::Long, "5", "", Fate::NeverStored},
+                        {FieldType::Currency, "5", "", Fate::NeverStored},
+                        {FieldType::Memo, "text", "", Fate::NeverStored},
+                        {FieldType::Byte, "5", "", Fate::NeverStored}}) {
+    SCOPED_TRACE(std::to_string(static_cast<int>(c.type)) + ' ' + c.text);
     target = test::KeyedTable({test::TextField("CENTRALKEY", 10), test::TypedField("F", c.type)},
                               test::KeyOrder::AccessText);
     target->AddRow({std::string("A1"), Null{}});
     Connect();
     Target().BeginEdit();
     std::string data = c.text;
-    StoreFolvaneField(sources.DATFOLVANE, "F", data);
+    EXPECT_EQ(test::NumberOf([&] { StoreFolvaneField(sources.DATFOLVANE, "F", data); }), c.error);
     Target().Store();
-    EXPECT_EQ(Field("F"), c.stored) << static_cast<int>(c.type) << ' ' << c.text;
+    EXPECT_EQ(Field("F"), c.stored);
+    const Decision decision = Decide(PairOf("F", Target()), c.text);
+    EXPECT_EQ(decision.fate, c.fate);
+    EXPECT_EQ(Explain(decision).empty(), c.fate == Fate::Stored);
   }
   Target().BeginEdit();
   std::string data = "x";
