@@ -6,6 +6,7 @@
 #include "common/error.h"
 #include "fuzz_files.h"
 #include "storage/jet/jet_database.h"
+#include "storage/jet/pages/change_mark.h"
 #include "storage/jet/pages/journal_format.h"
 
 namespace {
@@ -27,10 +28,14 @@ void Use(const Bytes& database, std::span<const std::byte> journal) {
   }
 }
 
-/// Puts the checksums of head and entries right, and the sum of the database that the journal leads to.
+/// Makes the journal the one that the database names, and puts right the checksums of heads and entries and
+/// the sum of the database that it leads to.
 void MendChecksums(Bytes& journal, Bytes database) {
-  if (journal.size() < format::kHeadSize) return;
-  const auto salt = storage::ReadLittle<std::uint64_t>(journal, format::kSalt);
+  if (journal.size() < format::kHeadsSize) return;
+  const auto salt = storage::ReadLittle<std::uint64_t>(database, jet::header::kChangeMark + 8);
+  storage::WriteLittle<std::uint64_t>(journal, format::kSalt, salt);
+  std::copy_n(journal.begin() + format::kMarkPlace, jet::change_mark::kSize,
+              database.begin() + jet::header::kChangeMark);
   for (std::uint64_t i = 0; format::EntryOffset(i + 1) <= journal.size(); ++i) {
     const auto entry = storage::ByteSpan(journal).subspan(format::EntryOffset(i), format::kEntrySize);
     const auto page = storage::ReadLittle<std::uint32_t>(entry, format::kEntryPage);

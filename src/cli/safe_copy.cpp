@@ -184,8 +184,7 @@ Restored Restore(FileSystem& files, const fs::path& copy, const fs::path& databa
   files.Rename(fresh.path(), real);
   fresh.Keep();
   // A journal belongs to the database that was replaced; its copy counts it in.
-  const fs::path journal = jet::JournalPath(files, real);
-  if (files.Exists(journal)) files.Remove(journal);
+  jet::RemoveJournal(files, real);
   files.SyncDirectory(DirectoryOf(real));
   return restored;
 }

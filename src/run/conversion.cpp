@@ -352,11 +352,19 @@ void CloseTarget(Session& session, Host& host) {
     return common::ReportError(error) == Action::Retry ? Action::Retry : Action::PassOn;
   };
   const Trap trap(retry_or_pass_on);
-  trap([&] {
-    if (session.access.TargetDb) session.access.TargetDb->Close();
-  });
-  session.access.TargetDb.reset();
-  session.sources.DATFOLVANE.Recordset.reset();  // a connection before TargetDb may have given it
+  const auto disconnect = [&] {
+    session.access.TargetDb.reset();
+    session.sources.DATFOLVANE.Recordset.reset();  // a connection before TargetDb may have given it
+  };
+  try {
+    trap([&] {
+      if (session.access.TargetDb) session.access.TargetDb->Close();
+    });
+  } catch (const Error& error) {
+    if (error.number() == common::kDamagedDatabase) disconnect();  // it was replaced: nothing left to save
+    throw;
+  }
+  disconnect();
 }
 
 void DisplayMessage(Label& target, std::string_view text, double text_colour) {

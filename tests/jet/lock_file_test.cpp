@@ -107,6 +107,23 @@ TEST_F(LockFileTest, AWriterIsSeenByTheOthers) {
   EXPECT_TRUE(files.Exists(lock_file)) << "it is the other's now";
 }
 
+TEST_F(LockFileTest, TakesNothingElseThatBearsItsName) {
+  const auto victim = directory.path() / "victim";
+  Put(victim, "");
+  std::filesystem::create_symlink(victim, lock_file);
+  EXPECT_THAT(Refusal(files, database, Access::ReadWrite), HasSubstr("is none; give it another name"));
+  EXPECT_EQ(Get(victim), "");
+  std::filesystem::remove(lock_file);
+  std::filesystem::create_directory(lock_file);
+  EXPECT_THAT(Refusal(files, database, Access::ReadWrite), HasSubstr("is none; give it another name"));
+  EXPECT_EQ(Refusal(files, database, Access::ReadOnly), "");
+  std::filesystem::remove(lock_file);
+  std::filesystem::permissions(database, std::filesystem::perms(0640));
+  const auto file = OpenLocked(files, database, Access::ReadWrite);
+  const LockFile user(files, database);
+  EXPECT_EQ(std::filesystem::status(lock_file).permissions(), std::filesystem::perms(0640));
+}
+
 TEST(LockFile, GoesOnWhereThatIsSafe) {
   test::FaultyFileSystem files;
   files.Put("A.MDB", {});

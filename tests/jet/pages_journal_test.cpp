@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "jet/pages_scratch.h"
@@ -85,7 +86,7 @@ void RunScript(storage::FileSystem& files, Progress& progress) {
         pager->Append();
         if (!undo) model.resize(model.size() + kPageSize);
       }
-      const auto page = static_cast<PageNumber>(random() % pager->page_count());
+      const auto page = static_cast<PageNumber>(1 + random() % (pager->page_count() - 1));
       const std::size_t at = random() % kPageSize;
       const auto byte = static_cast<std::byte>(random());
       pager->Edit(page).bytes()[at] = byte;
@@ -170,7 +171,7 @@ TEST(Journal, DeviceErrorsCanBeRepeatedAndTheProcessMayStillCrash) {
     std::unique_ptr<Pager> pager;
     repeated([&] { pager = OpenForWriting(files); });
     for (int round = 0; round < 3; ++round) {
-      for (PageNumber page = 0; page < 14; ++page) {
+      for (PageNumber page = 1; page < 15; ++page) {
         repeated([&] { pager->Edit(page).bytes()[9] = std::byte(round); });
         model[page * kPageSize + 9] = std::byte(round);
       }
@@ -185,12 +186,35 @@ TEST(Journal, DeviceErrorsCanBeRepeatedAndTheProcessMayStillCrash) {
   }
 }
 
+void ChangeManyPages(Pager& pager) {
+  for (PageNumber page = 1; page < 16; ++page) pager.Edit(page).bytes()[100] ^= std::byte{0xFF};
+  pager.Append();
+}
+
+/// The database that the same changes lead to when nothing interrupts them.
+Bytes FinishedDatabase() {
+  FaultyFileSystem files = StartingDevice();
+  {
+    const auto pager = OpenForWriting(files);
+    ChangeManyPages(*pager);
+    pager->Checkpoint();
+  }
+  return files.Contents(kDatabase);
+}
+
+void MendHeads(Bytes& journal) {
+  for (const std::size_t at : {std::size_t{0}, journal_format::kHeadSize}) {
+    const auto head = storage::ByteSpan(journal).subspan(at, journal_format::kHeadSize);
+    storage::WriteLittle<std::uint64_t>(head, journal_format::kHeadChecksum,
+                                        Checksum(head.first(journal_format::kHeadChecksum), 0));
+  }
+}
+
 /// A device whose database is half overwritten and whose journal is hot.
 Device CrashedDevice() {
   FaultyFileSystem files = StartingDevice();
   const auto pager = OpenForWriting(files);
-  for (PageNumber page = 0; page < 15; ++page) pager->Edit(page).bytes()[100] ^= std::byte{0xFF};
-  pager->Append();
+  ChangeManyPages(*pager);
   Device device = files.AfterCut(Unsynced::Kept);
   EXPECT_NE(device[kDatabase], StartingDatabase());
   return device;
@@ -220,12 +244,26 @@ TEST(Journal, IsRefusedWhenTheDatabaseIsNotWhatItWas) {
        [](Device& device) { device[kJournal][journal_format::EntryOffset(2) + 50] ^= std::byte{1}; }, true},
       {"the journal is another database's",
        [](Device& device) {
-         const auto head = storage::ByteSpan(device[kJournal]).first(journal_format::kHeadSize);
-         head[journal_format::kName] = std::byte{'B'};
-         storage::WriteLittle<std::uint64_t>(head, journal_format::kHeadChecksum,
-                                             Checksum(head.first(journal_format::kHeadChecksum), 0));
+         for (const std::size_t at : {std::size_t{0}, journal_format::kHeadSize}) {
+           device[kJournal][at + journal_format::kSalt] ^= std::byte{1};
+         }
+         MendHeads(device[kJournal]);
        },
        true},
+      {"a finished database was put in its place, whose untouched pages agree",
+       [](Device& device) { device[kDatabase] = FinishedDatabase(); }, true},
+      {"the journal is gone", [](Device& device) { device.erase(kJournal); }, true},
+      {"the journal was emptied", [](Device& device) { device[kJournal].clear(); }, true},
+      {"both heads of the journal are damaged",
+       [](Device& device) {
+         device[kJournal][journal_format::kSum] ^= std::byte{1};
+         device[kJournal][journal_format::kHeadSize] ^= std::byte{1};
+       },
+       true},
+      {"a bit of the first head was flipped",
+       [](Device& device) { device[kJournal][journal_format::kLength] ^= std::byte{1}; }, false},
+      {"a bit of the second head was flipped",
+       [](Device& device) { device[kJournal][journal_format::kHeadSize] ^= std::byte{1}; }, false},
       {"the database is already what it was at the checkpoint",
        [](Device& device) { device[kDatabase] = StartingDatabase(); }, false},
       {"bytes that were never synced stand behind the entries",
@@ -249,6 +287,71 @@ TEST(Journal, IsRefusedWhenTheDatabaseIsNotWhatItWas) {
   }
 }
 
+TEST(Journal, LeavesAForeignFileOfItsNameAlone) {
+  FaultyFileSystem files = StartingDevice();
+  const Bytes foreign(3000, std::byte{'x'});
+  files.Put(kJournal, foreign);
+  EXPECT_EQ(ReadThroughPager(files).size(), StartingDatabase().size());
+  EXPECT_EQ(NumberOf([&] { OpenForWriting(files); }), common::kFileInUse);
+  EXPECT_EQ(files.Contents(kJournal), foreign);
+  EXPECT_EQ(files.operations(), 0u);
+}
+
+TEST(Journal, IsNotMadeWhereNothingIsWritten) {
+  FaultyFileSystem files = StartingDevice();
+  const auto pager = OpenForWriting(files);
+  {
+    const Savepoint undone(*pager);
+    pager->Edit(3).bytes()[0] ^= std::byte{1};
+  }
+  pager->Checkpoint();
+  EXPECT_EQ(files.operations(), 0u);
+}
+
+TEST(Journal, AReplacedDatabaseIsNeverWrittenInto) {
+  const auto copy_over = [](const std::filesystem::path& path, const Bytes& bytes) {
+    storage::PosixFileSystem().Open(path, storage::OpenMode::Create)->WriteAt(0, bytes);
+  };
+  const auto move_over = [&](const std::filesystem::path& path, const Bytes& bytes) {
+    std::filesystem::rename(path, path.string() + ".old");
+    copy_over(path.string() + ".new", bytes);
+    std::filesystem::rename(path.string() + ".new", path);
+  };
+  const Bytes start = StartingDatabase();
+  Bytes other = start;
+  other[5 * kPageSize] ^= std::byte{1};
+  for (const bool is_moved : {false, true}) {
+    for (const bool is_hot : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "moved " << is_moved << ", hot " << is_hot);
+      const test::TemporaryDirectory directory;
+      const auto path = directory.path() / "A.MDB", journal = directory.path() / "A.MDB-journal";
+      storage::PosixFileSystem disk;
+      copy_over(path, start);
+      {
+        const auto pager = OpenForWriting(disk, path);
+        pager->Edit(5).bytes()[9] ^= std::byte{0xFF};
+        if (is_hot) ChangeManyPages(*pager);
+        EXPECT_EQ(disk.Exists(journal), is_hot);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the clock of the file system is coarse
+        is_moved ? move_over(path, other) : copy_over(path, other);
+        EXPECT_EQ(NumberOf([&] { pager->Checkpoint(); }), common::kDamagedDatabase);
+        EXPECT_EQ(NumberOf([&] { pager->RequireOwnFile(); }), common::kDamagedDatabase);
+      }
+      const auto content = [&](const std::filesystem::path& file) {
+        Bytes bytes(start.size() + 1);
+        bytes.resize(disk.Open(file, storage::OpenMode::Read)->ReadAt(0, bytes));
+        return bytes;
+      };
+      EXPECT_EQ(content(path), other);
+      if (is_moved) {
+        EXPECT_EQ(content(path.string() + ".old"), start) << "goes back to its checkpoint";
+      }
+      EXPECT_FALSE(disk.Exists(journal)) << "it is of no use to the new one";
+      OpenForWriting(disk, path);
+    }
+  }
+}
+
 TEST(Journal, StandsBesideTheFileThatALinkLeadsTo) {
   const test::TemporaryDirectory directory;
   std::filesystem::create_directory(directory.path() / "real");
@@ -259,7 +362,7 @@ TEST(Journal, StandsBesideTheFileThatALinkLeadsTo) {
   std::filesystem::create_symlink(real, link);
   {
     const auto pager = OpenForWriting(disk, link);
-    for (PageNumber page = 0; page < 15; ++page) pager->Edit(page).bytes()[0] ^= std::byte{0xFF};
+    for (PageNumber page = 1; page < 16; ++page) pager->Edit(page).bytes()[0] ^= std::byte{0xFF};
     EXPECT_TRUE(disk.Exists(directory.path() / "real" / "A.MDB-journal"));
   }  // ends without a checkpoint, after pages were written
   Bytes bytes(start.size());

@@ -89,7 +89,7 @@ class FileSystem {
   /// is nothing to follow.
   virtual std::filesystem::path Resolve(const std::filesystem::path& path) { return path; }
   virtual std::uint64_t FreeSpace(const std::filesystem::path& directory) = 0;
-  /// When the file was written last, where that is known.
+  /// When the file was written last, as finely as is known.
   virtual std::optional<std::chrono::system_clock::time_point> ChangedAt(const std::filesystem::path&) {
     return std::nullopt;
   }

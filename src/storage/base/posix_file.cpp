@@ -359,7 +359,10 @@ std::uint64_t PosixFileSystem::FreeSpace(const fs::path& directory) {
 std::optional<std::chrono::system_clock::time_point> PosixFileSystem::ChangedAt(const fs::path& path) {
   struct stat info {};
   if (::stat(path.c_str(), &info) != 0) return std::nullopt;
-  return std::chrono::system_clock::from_time_t(info.st_mtime);
+  const auto since_epoch =
+      std::chrono::seconds(info.st_mtim.tv_sec) + std::chrono::nanoseconds(info.st_mtim.tv_nsec);
+  return std::chrono::system_clock::time_point(
+      std::chrono::duration_cast<std::chrono::system_clock::duration>(since_epoch));
 }
 
 }  // namespace corvix::storage

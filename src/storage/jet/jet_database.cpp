@@ -25,13 +25,23 @@ class JetDatabase : public core::Database {
 
   void Close() override {
     if (!session_->file) return;
-    session_->file->Checkpoint();
+    try {
+      session_->file->Checkpoint();
+    } catch (const common::Error& error) {
+      // A database that was replaced meanwhile never takes the changes; whatever else failed can be mended.
+      if (error.number() == common::kDamagedDatabase) Disconnect();
+      throw;
+    }
+    Disconnect();
+  }
+
+ private:
+  void Disconnect() {
     for (JetRecordSet* records : session_->record_sets) records->Disconnect();
     session_->record_sets.clear();
     session_->file.reset();
   }
 
- private:
   JetFile& OpenFile() const {
     if (!session_->file) throw common::Error(common::kObjectInvalid, "The database has been closed");
     return *session_->file;

@@ -50,11 +50,17 @@ std::shared_ptr<JetFile> JetFile::Open(storage::FileSystem& files, const fs::pat
     const auto found = open_files.find({&files, *identity});
     if (found != open_files.end()) {
       auto file = found->second.lock();
+      file->pager().RequireOwnFile();
       if (access == core::Access::ReadOnly || !file->pager().read_only()) return file;
       throw Error(common::kFileInUse,
                   "The database is open for reading in this program; close it there and try again",
                   path.string());
     }
+  }
+  // Another file bears the name by now, and the lock file beside it is that of the one that is open here.
+  for (const auto& [name, file] : open_files) {
+    const auto open = file.lock();
+    if (name.first == &files && open && open->pager().path() == path) open->pager().RequireOwnFile();
   }
   const bool read_only = access == core::Access::ReadOnly;
   auto locked = OpenLocked(files, path, access);

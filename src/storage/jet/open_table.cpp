@@ -157,13 +157,18 @@ RowRef OpenTable::Insert(std::vector<core::Value>& values) {
   return row;
 }
 
-void OpenTable::Update(RowRef row, std::span<const core::Value> values, const ColumnSet& changed) {
+void OpenTable::Update(RowRef row, std::span<const core::Value> values, ColumnSet changed) {
   CheckFields(values, changed);
   const ColumnSet watched = indexes_.columns() | relations().columns();
-  const bool keys_change = (watched & changed).any();
+  bool keys_change = false;
   {
     const auto stored = rows_.Find(row);
     if (!stored) throw Error(common::kRecordDeleted);
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      if (changed[i] && rows_.Holds(*stored, i, values[i])) changed.reset(i);
+    }
+    if (changed.none()) return;  // the pages stay as they are
+    keys_change = (watched & changed).any();
     if (keys_change) {
       old_values_.resize(fields_.size());
       new_values_.resize(fields_.size());

@@ -52,7 +52,7 @@ class OpenTable {
   /// Stores a new row; autonumbers are filled in. The errors above, and 3047.
   RowRef Insert(std::vector<core::Value>& values);
   /// Stores the `changed` columns of a row. The errors above, 3047, and 3167.
-  void Update(RowRef row, std::span<const core::Value> values, const ColumnSet& changed);
+  void Update(RowRef row, std::span<const core::Value> values, ColumnSet changed);
 
  private:
   class CountersGuard;

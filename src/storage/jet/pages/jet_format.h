@@ -61,6 +61,7 @@ inline constexpr std::size_t kCreationDate = 0x72;  // double, days since 1899-1
 inline constexpr std::size_t kMagic = 0x98;         // 1620, behind the masked region
 inline constexpr std::uint32_t kMagicValue = 0x654;
 inline constexpr std::size_t kEngineName = 0x9C;       // "4.0", zero
+inline constexpr std::size_t kChangeMark = 0x400;      // 24 bytes, zero in the format (change_mark.h)
 inline constexpr std::size_t kCommitCounters = 0xE00;  // left alone
 }  // namespace header
 

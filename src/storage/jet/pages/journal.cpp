@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/error.h"
 #include "storage/jet/pages/journal_format.h"
 
 namespace corvix::jet {
@@ -42,26 +43,31 @@ std::uint64_t format::DatabaseSum(storage::File& file, std::uint64_t length, std
   return sum;
 }
 
-Journal::Journal(storage::FileSystem& files, std::filesystem::path path, std::string database_name,
-                 storage::File& database)
-    : files_(files), path_(std::move(path)), database_name_(std::move(database_name)), database_(database) {}
+Journal::Journal(storage::FileSystem& files, std::filesystem::path database_path, storage::File& database)
+    : files_(files),
+      database_path_(std::move(database_path)),
+      path_(JournalPath(files, database_path_)),
+      database_(database),
+      watch_(files, database_path_, database) {}
 
 Journal::~Journal() {
-  if (state_ == State::Hot || file_ == nullptr) return;
+  if (file_ == nullptr) return;
   try {
+    if (state_ == State::Hot) {
+      if (replaced_) GiveUpJournal(files_, path_, salt_, database_);
+      return;
+    }
+    if (state_ == State::Done) return;
+    if (!replaced_) database_.Sync();  // the mark is gone for good: keeps J6
     file_.reset();
     files_.Remove(path_);
     files_.SyncDirectory(path_.parent_path());
   } catch (...) {
-    // An empty journal that stays does no harm.
+    // A journal that is done or empty does no harm; one that is hot is for the next opening.
   }
 }
 
 void Journal::Begin(std::uint64_t file_length) {
-  if (file_ == nullptr) {
-    durable_name_ = files_.Exists(path_);
-    file_ = files_.Open(path_, storage::OpenMode::CreateOrOpen);
-  }
   if (stride_ != format::StrideFor(file_length) || length_ != file_length) {
     const std::uint32_t stride = format::StrideFor(file_length);
     sum_ = format::DatabaseSum(database_, file_length, stride);
@@ -69,23 +75,29 @@ void Journal::Begin(std::uint64_t file_length) {
   }
   length_ = file_length;
   salt_ = RandomSalt();
+  unmarked_ = change_mark::Read(database_);
   entries_ = flushed_ = 0;
   changed_.clear();
-
-  buffer_.assign(format::kHeadSize, std::byte{0});
-  const std::string_view name =
-      std::string_view(database_name_).substr(0, format::kHeadChecksum - format::kName);
-  std::ranges::copy(storage::AsBytes({format::kMagic.data(), format::kMagic.size()}), buffer_.begin());
-  WriteLittle<std::uint32_t>(buffer_, format::kPageSizeField, kPageSize);
-  WriteLittle<std::uint32_t>(buffer_, format::kStride, stride_);
-  WriteLittle<std::uint64_t>(buffer_, format::kSalt, salt_);
-  WriteLittle<std::uint64_t>(buffer_, format::kLength, length_);
-  WriteLittle<std::uint64_t>(buffer_, format::kSum, sum_);
-  WriteLittle<std::uint16_t>(buffer_, format::kNameLength, static_cast<std::uint16_t>(name.size()));
-  std::ranges::copy(storage::AsBytes(name), buffer_.begin() + format::kName);
-  WriteLittle<std::uint64_t>(buffer_, format::kHeadChecksum,
-                             Checksum(ByteView(buffer_).first(format::kHeadChecksum), 0));
+  buffer_ = Heads(format::kInUse);
   state_ = State::Filling;
+}
+
+std::vector<std::byte> Journal::Heads(std::uint32_t state) const {
+  std::vector<std::byte> heads(format::kHeadsSize);
+  const ByteSpan head = ByteSpan(heads).first(format::kHeadSize);
+  std::ranges::copy(storage::AsBytes({format::kMagic.data(), format::kMagic.size()}), head.begin());
+  WriteLittle<std::uint32_t>(head, format::kPageSizeField, kPageSize);
+  WriteLittle<std::uint32_t>(head, format::kStride, stride_);
+  WriteLittle<std::uint64_t>(head, format::kSalt, salt_);
+  WriteLittle<std::uint64_t>(head, format::kLength, length_);
+  WriteLittle<std::uint64_t>(head, format::kSum, sum_);
+  WriteLittle<std::uint64_t>(head, format::kPreviousSalt, done_salt_);
+  std::ranges::copy(unmarked_, head.begin() + format::kMarkPlace);
+  WriteLittle<std::uint32_t>(head, format::kState, state);
+  WriteLittle<std::uint64_t>(head, format::kHeadChecksum,
+                             Checksum(ByteView(head).first(format::kHeadChecksum), 0));
+  std::ranges::copy(head, heads.begin() + format::kHeadSize);
+  return heads;
 }
 
 void Journal::Save(PageNumber page, ByteView image) {
@@ -108,8 +120,20 @@ void Journal::Announce(PageNumber page, ByteView content) {
   sums.written = true;
 }
 
+/// Makes the file, which is nobody else's: what a crash left was settled when the database was opened.
+void Journal::Create() {
+  if (file_ != nullptr) return;
+  try {
+    file_ = files_.CreateLike(path_, database_path_);
+  } catch (const common::Error& error) {
+    if (error.number() != common::kFileExists) throw;
+    ThrowNoJournal(path_);
+  }
+}
+
 void Journal::Flush() {
   if (buffer_.empty()) return;
+  Create();
   file_->WriteAt(flushed_, buffer_);
   flushed_ += buffer_.size();
   buffer_.clear();
@@ -124,6 +148,11 @@ void Journal::Sync() {
   sync_failed_ = false;
   durable_name_ = true;
   state_ = State::Hot;
+  watch_.ExpectWrites();
+  if (marked_) return;
+  change_mark::Write(database_, change_mark::Naming(salt_));
+  database_.Sync();
+  marked_ = true;
 }
 
 /// After a failed sync the system may believe that bytes are on the device which are not: they are written
@@ -139,12 +168,36 @@ void Journal::RewriteAll() {
 }
 
 void Journal::Reset() {
-  if (state_ != State::Idle) AdvanceSum();
-  file_->Truncate(0);
-  file_->Sync();  // keeps J3
+  if (state_ == State::Hot) {
+    AdvanceSum();
+    file_->WriteAt(0, Heads(format::kDone));
+    file_->Sync();
+    state_ = State::Done;
+    done_salt_ = salt_;
+  }
+  if (state_ == State::Done) {
+    file_->Truncate(format::kHeadsSize);
+    change_mark::Write(database_, unmarked_);
+    marked_ = false;
+  }
+  buffer_.clear();
   sync_failed_ = false;
   state_ = State::Idle;
+  watch_.Remember();
 }
+
+bool Journal::IsTouched() {
+  const FileWatch::Sight sight = watch_.Look();
+  // While the journal is hot the mark, a part of the header, tells that this is the file.
+  const bool has_sum = state_ != State::Hot && stride_ != 0;
+  replaced_ =
+      sight == FileWatch::Sight::Replaced || (sight == FileWatch::Sight::Touched && has_sum &&
+                                              format::DatabaseSum(database_, length_, stride_) != sum_);
+  if (replaced_) ThrowReplaced(database_path_);
+  return sight == FileWatch::Sight::Touched;
+}
+
+void Journal::Written() { watch_.Remember(); }
 
 /// The database sum of the new checkpoint, from that of the old one and what was written.
 void Journal::AdvanceSum() {

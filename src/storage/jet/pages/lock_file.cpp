@@ -112,6 +112,25 @@ std::optional<std::string> FindUser(FileSystem& files, const fs::path& database)
   ThrowDenied("The database is in use by " + by + "; close it there and try again", path);
 }
 
+[[noreturn]] void ThrowNoLockFile(const fs::path& path) {
+  ThrowDenied("The file has the name of the database's lock file and is none; give it another name", path);
+}
+
+/// The lock file that is there, or a new one with the rights of the database.
+std::unique_ptr<File> OpenOrCreate(FileSystem& files, const fs::path& path, const fs::path& database) {
+  if (files.IsTaken(path)) {
+    if (files.IsLink(path)) ThrowNoLockFile(path);
+    try {
+      return files.Open(path, OpenMode::ReadWrite);
+    } catch (const Error& error) {
+      if (files.IsDirectory(path) || error.number() == common::kBadFileName) ThrowNoLockFile(path);
+      if (error.number() != common::kPermissionDenied) throw;
+      files.Remove(path);  // left over by another user of this computer; nobody uses the database
+    }
+  }
+  return files.CreateLike(path, database);
+}
+
 void CheckWritable(FileSystem& files, const fs::path& path) {
   if (!files.Exists(path)) return;  // opening it says that best
   if (!files.IsWritable(path)) {
@@ -162,13 +181,7 @@ std::unique_ptr<File> OpenLocked(FileSystem& files, const fs::path& database, co
 LockFile::LockFile(FileSystem& files, const fs::path& database)
     : files_(files), path_(LockFilePath(files, database)) {
   try {
-    try {
-      file_ = files.Open(path_, OpenMode::CreateOrOpen);
-    } catch (const Error& error) {
-      if (error.number() != common::kPermissionDenied || !files.Exists(path_)) throw;
-      files.Remove(path_);  // left over by another user of this computer; nobody uses the database
-      file_ = files.Open(path_, OpenMode::CreateOrOpen);
-    }
+    file_ = OpenOrCreate(files, path_, database);
   } catch (const Error& error) {
     if (error.number() != common::kPermissionDenied) throw;
     ThrowDenied("The lock file of the database cannot be written; when nobody uses the database, remove it",
@@ -176,9 +189,7 @@ LockFile::LockFile(FileSystem& files, const fs::path& database)
   }
   const Entry entry = OwnEntry();
   const bool has_entries = file_->Size() % kEntrySize == 0 && file_->Size() <= kMaxUsers * kEntrySize;
-  if (!(has_entries || IsStartOf(entry, *file_)) || files.Resolve(path_) != path_) {
-    ThrowDenied("The file has the name of the database's lock file and is none; give it another name", path_);
-  }
+  if (!has_entries && !IsStartOf(entry, *file_)) ThrowNoLockFile(path_);
   std::uint64_t user = 0;
   while (user < kMaxUsers && !file_->TryLock(LockKind::Exclusive, kUserLocks + user, 1)) ++user;
   if (const auto other = FindUser(*file_)) ThrowInUse(*other, database);

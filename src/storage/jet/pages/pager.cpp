@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/error.h"
+#include "storage/jet/pages/file_watch.h"
 #include "storage/jet/pages/rc4.h"
 
 namespace corvix::jet {
@@ -84,7 +85,8 @@ class Pager::Impl {
   void MarkChanged(Frame& frame) {
     if (read_only_)
       throw common::Error(common::kReadOnly, "The database is open for reading only", path_.string());
-    if (!frame.dirty) SaveImage(frame);  // keeps P3
+    if (journal_ && frame.number == 0) throw std::logic_error("Page 0 belongs to the journal");  // keeps P8
+    if (!frame.dirty) SaveImage(frame);                                                          // keeps P3
     if (savepoint_open_ && !frame.under_savepoint) {
       undo_.push_back({frame.number, frame.dirty, frame.bytes});
       frame.under_savepoint = true;
@@ -173,6 +175,18 @@ class Pager::Impl {
     index_.resize(page_count_);
     ++undo_count_;
     ForgetImages();
+  }
+
+  void RequireOwnFile() {
+    if (!journal_ || !journal_->IsTouched()) return;
+    Frame current(*this);
+    for (const auto& frame : frames_) {
+      if (frame->dirty || frame->orphan || frame->number == 0) continue;
+      current.number = frame->number;
+      Load(current);
+      if (current.bytes != frame->bytes) ThrowReplaced(path_);
+    }
+    journal_->Written();
   }
 
   std::unique_ptr<storage::File> file_;
@@ -303,6 +317,7 @@ class Pager::Impl {
   void BeginChanges() {
     if (changed_) return;
     ResetJournal();
+    RequireOwnFile();
     if (journal_) journal_->Begin(file_->Size());
     changed_ = true;
   }
@@ -325,6 +340,8 @@ class Pager::Impl {
     for (const auto& frame : frames_) {
       if (!frame->orphan && chosen(*frame)) frames.push_back(frame.get());
     }
+    if (frames.empty()) return;
+    RequireOwnFile();
     std::ranges::sort(frames, {}, &Frame::number);
     if (journal_) {
       std::array<std::byte, kPageSize> buffer;
@@ -333,6 +350,7 @@ class Pager::Impl {
     }
     WriteRuns(frames);
     file_->Sync();
+    if (journal_) journal_->Written();
     for (Frame* frame : frames) {
       frame->dirty = false;  // keeps P6
       Classify(*frame);
@@ -412,6 +430,7 @@ PageNumber Pager::page_count() const { return impl_->page_count_; }
 bool Pager::read_only() const { return impl_->read_only_; }
 const std::filesystem::path& Pager::path() const { return impl_->path_; }
 storage::File& Pager::file() { return *impl_->file_; }
+void Pager::RequireOwnFile() { impl_->RequireOwnFile(); }
 void Pager::SetDatabaseKey(std::uint32_t key) { impl_->key_ = key; }
 void Pager::Checkpoint() { impl_->Checkpoint(); }
 bool Pager::dirty() const { return impl_->changed_ || impl_->reset_pending_; }

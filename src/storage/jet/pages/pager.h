@@ -31,6 +31,9 @@
 //   P6  A written page counts as clean only when it is on the device; after a checkpoint the file has all
 //       page_count() pages and equals the cache.
 //   P7  Page 0 is stored plain; every other page is encoded when the database has a key.
+//   P8  With a journal page 0 is not changed through the pager: the journal keeps its mark there.
+//   P9  With a journal nothing is written into a file that somebody else has changed, or that does not bear
+//       the name any more: error 3049.
 //
 // Failures: 3049 for a page number outside the file (a damaged pointer), 3027 for changes of a read-only
 // file, 61 when the file would exceed 2 GiB, device errors as File raises them. A checkpoint or a spill that
@@ -102,6 +105,11 @@ class PageJournal {
   virtual void Sync() = 0;
   /// The file holds a new checkpoint and is on the device: what was saved is of no use any more.
   virtual void Reset() = 0;
+  /// True when somebody else may have written into the file since Written or Reset, or since it was opened:
+  /// whoever knows what its pages were compares them. Error 3049 when the file surely is another one.
+  virtual bool IsTouched() { return false; }
+  /// The file holds what it shall hold: it is not touched.
+  virtual void Written() {}
 };
 
 class Pager {
@@ -139,6 +147,8 @@ class Pager {
 
   /// Writes every changed page and returns when they are on the device. Not while a savepoint is open.
   void Checkpoint();
+  /// Error 3049 when the file is not what this pager left, because somebody else replaced or changed it.
+  void RequireOwnFile();
   /// True when pages have changed since the last checkpoint.
   bool dirty() const;
   /// Number of savepoints that were undone so far. Whoever remembers what pages said (free space, counters)

@@ -124,6 +124,15 @@ bool TableRows::ReadText(const StoredRow& stored, std::size_t position, std::str
   return true;
 }
 
+bool TableRows::Holds(const StoredRow& stored, std::size_t position, const core::Value& value) const {
+  try {
+    return Read(stored, position) == value;
+  } catch (const Error& error) {
+    if (error.number() != common::kDamagedDatabase) throw;
+    return false;
+  }
+}
+
 // --- changing -------------------------------------------------------------------------------------------
 
 RowRef TableRows::Insert(std::span<const core::Value> values) {

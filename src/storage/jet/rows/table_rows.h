@@ -60,6 +60,9 @@ class TableRows {
   /// Text of a text or memo column without a Value; false, and `text` empty, for Null.
   bool ReadText(const StoredRow& row, std::size_t column, std::string& text) const;
 
+  /// True when the column has exactly this value; false also where what is stored cannot be read.
+  bool Holds(const StoredRow& row, std::size_t column, const core::Value& value) const;
+
   /// `values` by position, all columns. 3047 when the row is too large, 3163 and 3421 as EncodeValue.
   RowRef Insert(std::span<const core::Value> values);
   /// Changes the columns of `changed` to their `values`; all others keep their bytes, long values included.
