@@ -50,7 +50,8 @@ bool InterruptGuard::WaitForInput(int descriptor) {
   // Blocked until the wait itself lets them through, so that none falls between the look and the wait.
   ::pthread_sigmask(SIG_BLOCK, &watched, &before);
   pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
-  const bool readable = !StopRequested() && ::ppoll(&input, 1, nullptr, &before) > 0;
+  const bool requested = interrupts_pending.load() > 0 || StopRequested();
+  const bool readable = !requested && ::ppoll(&input, 1, nullptr, &before) > 0;
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return readable;
 }

@@ -19,7 +19,8 @@ class InterruptGuard {
   static Interrupt Take();
   /// True from the first request to stop on: nobody may be waited for any more.
   static bool StopRequested();
-  /// Waits until the descriptor can be read; false when a request came meanwhile, or to stop before.
+  /// Waits until the descriptor can be read; false when a request comes meanwhile, or none has taken an
+  /// earlier one.
   static bool WaitForInput(int descriptor);
 };
 

@@ -71,8 +71,9 @@ RunResult ConvertJob(const Job& job, LineReader& input) {
   try {
     return ConvertOffice(job.office, input);
   } catch (const std::exception& error) {
-    Say(fmt::format("corvix-cli: {}", error.what()));
-    return {.code = ExitCode::Failed, .summary = {.messages = {error.what()}}};
+    const Error told = common::ErrorOf(error);
+    SayError(told);
+    return {.code = ExitCode::Failed, .summary = {.messages = {told.what()}}};
   }
 }
 

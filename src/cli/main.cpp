@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
+#include <sstream>
 #include <string>
 
 #include "cli/check_command.h"
@@ -13,6 +14,8 @@
 #include "cli/restore_command.h"
 #include "cli/sample_command.h"
 #include "cli/version.h"
+#include "common/error.h"
+#include "storage/base/standard_descriptors.h"
 
 namespace {
 
@@ -46,7 +49,11 @@ ExitCode Run(int argc, char** argv) {
                        "'; see corvix-cli --help.");
       return ExitCode::Usage;
     }
-    return app.exit(error) == 0 ? ExitCode::Done : ExitCode::Usage;
+    std::ostringstream results, messages;
+    const bool done = app.exit(error, results, messages) == 0;
+    corvix::cli::Print(results.str());
+    corvix::cli::SayWithoutLineEnd(messages.str());
+    return done ? ExitCode::Done : ExitCode::Usage;
   }
   return work();
 }
@@ -55,13 +62,14 @@ ExitCode Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   namespace cli = corvix::cli;
+  corvix::storage::OpenStandardDescriptors();
   cli::SetBrokenPipe(cli::BrokenPipe::Ends);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, no end of the program
   ExitCode code = ExitCode::Failed;
   try {
     code = Run(argc, argv);
   } catch (const std::exception& error) {
-    cli::Say("corvix-cli: " + std::string(error.what()));
+    cli::SayError(corvix::common::ErrorOf(error));
   }
   return static_cast<int>(cli::FinishOutput(code));
 }

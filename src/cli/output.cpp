@@ -1,11 +1,14 @@
 #include "cli/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fmt/format.h>
 #include <string>
 #include <system_error>
+
+#include "cli/shown_text.h"
 
 namespace corvix::cli {
 namespace {
@@ -16,17 +19,27 @@ void NoteFailure() {
   if (output_failure == 0) output_failure = errno;
 }
 
+bool IsPlain(char c) { return (c >= ' ' && c <= '~') || c == '\n'; }
+
+void Write(std::string_view text, std::FILE* stream) {
+  if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() && stream == stdout) NoteFailure();
+}
+
+void WriteShown(std::string_view text, std::FILE* stream) {
+  if (std::ranges::all_of(text, IsPlain)) {
+    Write(text, stream);
+  } else {
+    Write(ShownLines(text), stream);
+  }
+}
+
 }  // namespace
 
-void Print(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) NoteFailure();
-}
+void Print(std::string_view text) { WriteShown(text, stdout); }
 
-void Say(std::string_view text) {
-  std::string line(text);
-  line += '\n';
-  std::fwrite(line.data(), 1, line.size(), stderr);
-}
+void Say(std::string_view text) { WriteShown(std::string(text) + '\n', stderr); }
+
+void SayWithoutLineEnd(std::string_view text) { WriteShown(text, stderr); }
 
 void SayError(const common::Error& error) {
   if (std::fflush(stdout) != 0) NoteFailure();

@@ -9,10 +9,12 @@
 
 namespace corvix::cli {
 
-/// Writes to standard output, as it is.
+/// Writes to standard output. Here as in what follows, control characters other than line ends are written as
+/// \xNN, whatever file or argument they came from.
 void Print(std::string_view text);
-/// Writes a line to standard error.
+/// Writes to standard error: a line, or a question whose answer is typed behind it.
 void Say(std::string_view text);
+void SayWithoutLineEnd(std::string_view text);
 /// "corvix-cli: error 53: text (place)." on standard error, behind what was printed so far.
 void SayError(const common::Error& error);
 

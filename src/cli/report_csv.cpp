@@ -22,14 +22,27 @@ struct Line {
   std::string note;
 };
 
+bool IsNumber(std::string_view cell) {
+  if (cell.starts_with('-')) cell.remove_prefix(1);
+  return !cell.empty() && cell.find_first_not_of("0123456789.") == std::string_view::npos;
+}
+
+/// A spreadsheet takes a text that begins like this for a formula, and runs it.
+bool LooksLikeAFormula(std::string_view cell) {
+  return cell.find_first_of("=+-@\t\r") == 0 && !IsNumber(cell);
+}
+
 void AppendCell(std::string& out, std::string_view cell) {
-  const bool quoted =
-      cell.find_first_of(",\"\r\n") != std::string_view::npos || cell.starts_with(' ') || cell.ends_with(' ');
+  const bool quoted = cell.find_first_of(",\"\t\r\n") != std::string_view::npos || cell.starts_with(' ') ||
+                      cell.ends_with(' ');
+  const std::string_view mark = LooksLikeAFormula(cell) ? "'" : "";  // shows it as the text that follows
   if (!quoted) {
+    out += mark;
     out += cell;
     return;
   }
   out += '"';
+  out += mark;
   for (const char c : cell) {
     if (c == '"') out += '"';
     out += c;

@@ -23,13 +23,13 @@ class TextReport : public ReportFormat {
     std::string text = fmt::format("\nFiles {} the run (size, CRC-32)\n", when);
     for (const FileFacts& file : files) {
       fmt::format_to(std::back_inserter(text), "{:>15}  {:08X}  {}\n", ShownCount(file.size), file.crc32,
-                     file.path.filename().string());
+                     ShownText(file.path.filename().string()));
     }
     return text;
   }
 
   std::string Note(const Fact& fact) const override {
-    return fmt::format("{:<12}{}\n", fact.first, fact.second);
+    return fmt::format("{:<12}{}\n", fact.first, ShownText(fact.second));
   }
 
   std::string RecordsHead() const override { return "\nRecords (number, key, outcome, changed fields)\n"; }

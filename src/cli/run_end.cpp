@@ -39,15 +39,15 @@ ExitCode RunAndClose(run::Session& session, PlainHost& host, std::optional<run::
     } else if (session.ended_by) {
       Say(fmt::format("{} ({})", host.lblmsg().Caption(), session.ended_by->place()));
     }
-  } catch (const common::Error& error) {
-    failure = FailureOf(error, session);
+  } catch (const std::exception& error) {
+    failure = FailureOf(common::ErrorOf(error), session);
   } catch (const common::ProgramEnd&) {
     code = ExitCode::Failed;  // its message has been shown
   }
   try {
     run::CloseTarget(session, host);
-  } catch (const common::Error& error) {
-    if (!failure) failure = FailureOf(error, session);
+  } catch (const std::exception& error) {
+    if (!failure) failure = FailureOf(common::ErrorOf(error), session);
     code = ExitCode::Failed;
   }
   return code;

@@ -1,13 +1,12 @@
 #include "cli/terminal_host.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
 #include <fmt/format.h>
 #include <unistd.h>
 #include <utility>
 
 #include "cli/output.h"
+#include "cli/shown_text.h"
 #include "common/error.h"
 #include "common/text.h"
 #include "run/duplicate_prompt.h"
@@ -22,7 +21,7 @@ constexpr int kSideWidth = 38;
 std::string SideText(const run::PromptContents& contents, const std::vector<run::PromptCell>& cells) {
   std::string text;
   for (const run::PromptCell& cell : cells) {
-    const std::string value(common::Trim(contents.Text(cell)));
+    const std::string value = ShownText(common::Trim(contents.Text(cell)));
     if (!text.empty() && !value.empty()) text += "  ";
     text += value;
   }
@@ -43,21 +42,34 @@ void TerminalHost::Show(std::string_view text) {
   Say(text);
 }
 
-char TerminalHost::AskLetter(std::string_view question, std::string_view letters, char at_end) {
+char TerminalHost::Ask(std::string_view question, Answers answers, char at_end, WhenInterrupted interrupted) {
+  std::string letters;
+  for (const std::string_view answer : answers) letters += answer[0];
   for (;;) {
     progress_.Clear();
-    std::fputs(fmt::format("{} [{}] ", question, fmt::join(letters, "/")).c_str(), stderr);
+    SayWithoutLineEnd(fmt::format("{} [{}] ", question, fmt::join(letters, "/")));
     const auto line = input_.Next();
     if (!line) {
       Say("");
-      return at_end;
+      interrupt_ = std::max(interrupt_, InterruptGuard::Take());
+      if (interrupted == WhenInterrupted::Ends || interrupt_ != Interrupt::Ask) return at_end;
+      if (!AskWhetherToGoOn()) return at_end;
+      continue;
     }
-    const std::string_view answer = common::Trim(*line);
-    if (answer.empty()) continue;
-    const char letter = static_cast<char>(std::tolower(static_cast<unsigned char>(answer[0])));
-    if (letters.find(letter) != std::string_view::npos) return letter;
-    Show(fmt::format("'{}' is none of the answers.", answer));
+    const std::string_view typed = common::Trim(*line);
+    for (const std::string_view answer : answers) {
+      if (common::EqualIgnoringCase(typed, answer) || common::EqualIgnoringCase(typed, answer.substr(0, 1))) {
+        return answer[0];
+      }
+    }
+    if (!typed.empty()) Show(fmt::format("'{}' is none of the answers.", ShownText(typed)));
   }
+}
+
+bool TerminalHost::AskWhetherToGoOn() {
+  interrupt_ = Interrupt::None;
+  return Ask("Conversion Temporarily Halted.  Continue or stop?", {"continue", "stop"}, 's',
+             WhenInterrupted::Ends) == 'c';
 }
 
 void TerminalHost::Notice(std::string_view text) {
@@ -66,13 +78,19 @@ void TerminalHost::Notice(std::string_view text) {
 }
 
 bool TerminalHost::AskYesNo(std::string_view text) {
-  const bool yes = options_.assume_yes || AskLetter(text, "yn", 'n') == 'y';
-  if (yes && options_.confirmed) options_.confirmed();
-  return yes;
+  constexpr char kNone = 0;
+  const char answer = options_.assume_yes ? 'y' : Ask(text, {"yes", "no"}, kNone, WhenInterrupted::Ends);
+  if (answer == kNone && interrupt_ == Interrupt::None) {
+    Show(
+        "Nobody answers on standard input, so nothing was done. Add --yes where there is a good backup, or "
+        "--backup --yes to have one made first.");
+  }
+  if (answer == 'y' && options_.confirmed) options_.confirmed();
+  return answer == 'y';
 }
 
 common::DeviceAnswer TerminalHost::AskDevice(std::string_view text) {
-  switch (AskLetter(std::string(text) + "\nAbort, retry or ignore?", "ari", 'a')) {
+  switch (Ask(std::string(text) + "\nAbort, retry or ignore?", {"abort", "retry", "ignore"}, 'a')) {
     case 'r':
       return common::DeviceAnswer::Retry;
     case 'i':
@@ -93,7 +111,8 @@ void TerminalHost::ShowDuplicatePrompt(run::RunValues& values) {
   }
   if (const std::string records = contents.SourceRecords(); !records.empty()) Show("Source: " + records);
   for (;;) {
-    switch (AskLetter(contents.question() + "  (yes, no, stop, all)", "ynsa", 's')) {
+    switch (
+        Ask(ShownText(contents.question()) + "  (yes, no, stop, all)", {"yes", "no", "stop", "all"}, 's')) {
       case 'y':
         values.AskResult = run::kAskYes;
         return;
@@ -104,7 +123,7 @@ void TerminalHost::ShowDuplicatePrompt(run::RunValues& values) {
         values.AskResult = run::kAskStop;
         return;
       default:
-        if (AskLetter("Continue without stopping?", "yn", 'n') == 'y') {
+        if (Ask("Continue without stopping?", {"yes", "no"}, 'n') == 'y') {
           values.AskResult = run::kAskOverwriteAll;
           return;
         }
@@ -121,9 +140,7 @@ void TerminalHost::Yield(run::RunValues& values) {
     return;
   }
   if (session_.access.TargetDb) session_.access.TargetDb->Checkpoint();
-  interrupt_ = Interrupt::None;
-  const char answer = AskLetter("Conversion Temporarily Halted.  Continue or stop?", "cs", 's');
-  values.EscapeState = answer == 'c' ? run::kEscapeContinue : run::kEscapeStop;
+  values.EscapeState = AskWhetherToGoOn() ? run::kEscapeContinue : run::kEscapeStop;
 }
 
 void TerminalHost::RecordDone(const run::RecordEvent& event) {

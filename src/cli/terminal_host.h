@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -35,10 +36,18 @@ class TerminalHost : public PlainHost {
   void RecordDone(const run::RecordEvent& event) override;
 
  private:
+  /// Offered answers, in lower case and with different first letters.
+  using Answers = std::initializer_list<std::string_view>;
+  /// What an interrupt does while a question waits.
+  enum class WhenInterrupted { Ends, AsksWhetherToGoOn };
+
   void Show(std::string_view text);
-  /// Prints a question and reads until the answer begins with one of `letters` (lower case); the end of input
-  /// counts as `at_end`.
-  char AskLetter(std::string_view question, std::string_view letters, char at_end);
+  /// Prints a question and reads until an answer is one of those, as a word or by its first letter, which is
+  /// returned. The end of input, and an interrupt after which the run does not go on, count as `at_end`.
+  char Ask(std::string_view question, Answers answers, char at_end,
+           WhenInterrupted interrupted = WhenInterrupted::AsksWhetherToGoOn);
+  /// Answers an interrupt that was noted.
+  bool AskWhetherToGoOn();
 
   run::Session& session_;
   LineReader& input_;

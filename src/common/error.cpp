@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <utility>
 
 namespace corvix::common {
@@ -73,6 +74,15 @@ Error::Error(ErrorNumber number) : Error(number, std::string(ErrorText(number)))
 Error::Error(ErrorNumber number, std::string text, std::string place)
     : number_(number), text_(std::move(text)), place_(std::move(place)), message_(text_) {
   if (!place_.empty()) message_ += " (" + place_ + ")";
+}
+
+Error ErrorOf(const std::exception& failure) {
+  if (const auto* error = dynamic_cast<const Error*>(&failure)) return *error;
+  if (dynamic_cast<const std::bad_alloc*>(&failure) != nullptr) {
+    return Error(kOutOfMemory, "Out of memory; close other programs and try again");
+  }
+  return Error(kInternalFault, std::string("Internal error, a fault of the program (") + failure.what() +
+                                   "); what was stored is safe, try again and report it when it comes back");
 }
 
 }  // namespace corvix::common

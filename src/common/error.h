@@ -31,6 +31,10 @@ class Error : public std::exception {
   std::string message_;
 };
 
+/// A failure that is no Error as one, so that it is told like any other: 7 where the machine has no memory
+/// left, 51 for everything that nobody foresaw.
+Error ErrorOf(const std::exception& failure);
+
 /// Thrown to end the program at once. Deliberately no std::exception, so that no general handler takes it.
 struct ProgramEnd {};
 

@@ -3,8 +3,14 @@
 #include <QCommandLineParser>
 #include <QIcon>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
 
+#include "common/error.h"
 #include "storage/base/posix_file.h"
+#include "storage/base/standard_descriptors.h"
 #include "storage/engine/file_engine.h"
 #include "ui/file_dialog.h"
 #include "ui/main_window.h"
@@ -37,10 +43,7 @@ MainWindow::Directories ReadArguments(QApplication& application) {
   return {directory(source), directory(target)};
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, no end of the program
+int Run(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setApplicationName("corvix");
   QApplication::setApplicationDisplayName({});  // captions stay as they are
@@ -66,4 +69,19 @@ int main(int argc, char** argv) {
   if (!window.Load(directories)) return exit_code;
   window.show();
   return QApplication::exec();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  corvix::storage::OpenStandardDescriptors();
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, no end of the program
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& failure) {  // outside of every action that has a box for it
+    const corvix::common::Error error = corvix::common::ErrorOf(failure);
+    std::fputs(("corvix: error " + std::to_string(error.number()) + ": " + error.what() + ".\n").c_str(),
+               stderr);
+    return EXIT_FAILURE;
+  }
 }

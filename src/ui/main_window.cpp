@@ -212,12 +212,10 @@ bool MainWindow::Act(const std::function<void()>& action) {
   try {
     action();
     return true;
-  } catch (const common::Error& error) {
-    ShowFailure(error);
+  } catch (const std::exception& error) {
+    ShowFailure(common::ErrorOf(error));
   } catch (const common::ProgramEnd&) {
     End(Ended::AtOnce);
-  } catch (const std::exception& error) {
-    services_.dialogs.Failure(std::string("An error that has no number: ") + error.what() + ".");
   }
   return false;
 }
@@ -227,7 +225,7 @@ void MainWindow::ShowFailure(const common::Error& error) {
                                       std::string(common::CurrentProc.Trimmed()), session_.values.CurrentKey};
   try {
     host_->MakeSafe();
-  } catch (const common::Error&) {
+  } catch (const std::exception&) {
     // What cannot be written now has not been promised to be safe either; the first error is the news.
   }
   if (!running_) Disconnect();  // the box may stay open for hours

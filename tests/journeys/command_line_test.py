@@ -2,12 +2,16 @@
 
 Usage: command_line_test.py PATH-OF-CORVIX-CLI
 """
+import fcntl
 import json
 import os
+import pty
 import resource
 import signal
+import struct
 import subprocess
 import sys
+import termios
 import time
 import unittest
 
@@ -48,6 +52,11 @@ class Journey(OfficeCase):
         done, result = self.convert(text_in='n\n')
         self.assertEqual((done.returncode, result['records']), (3, 0))
         self.assertIn('You should have a good backup', done.stderr)
+        self.assertNotIn('--yes', done.stderr)
+        done, result = self.convert(text_in='maybe\n')
+        self.assertEqual((done.returncode, result['records']), (3, 0))
+        self.assertIn("'maybe' is none of the answers", done.stderr)
+        self.assertIn('Add --yes where there is a good backup', done.stderr)
         done, result = self.convert(text_in='y\n')
         self.assertEqual((done.returncode, result['added']), (0, 5))
 
@@ -60,6 +69,54 @@ class Journey(OfficeCase):
         done, result = self.convert('--yes', '--duplicates', 'ask', text_in='a\ny\n')
         self.assertEqual((done.returncode, result['kept']), (0, 200 - result['overwritten']))
         self.assertGreater(result['overwritten'], 100)
+        self.assert_sound()
+
+    def test_an_interrupt_at_the_prompt_goes_on_with_it(self):
+        self.office(20, 100)
+        process = subprocess.Popen([CLI, 'convert', *self.directories, '--yes', '--json', '--duplicates', 'ask'],
+                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        seen = b''
+        for text, act in ((b'Overwrite?', lambda: process.send_signal(signal.SIGINT)), (b'Halted.', lambda: None)):
+            while text not in seen:
+                seen += os.read(process.stderr.fileno(), 4096)
+            act()
+        out, err = process.communicate(b'c\nno\nsure\nYES\nall\ny\n', timeout=60)
+        result = json.loads(out)
+        self.assertEqual((process.returncode, result['kept'] + result['overwritten']), (0, 20))
+        self.assertGreater(result['overwritten'], 1)
+        self.assertIn(b"'sure' is none of the answers", err)
+
+    def test_a_progress_line_follows_the_width_of_the_terminal(self):
+        self.office(40000, 0)
+        ours, theirs = pty.openpty()
+        size = lambda columns: fcntl.ioctl(ours, termios.TIOCSWINSZ, struct.pack('HHHH', 24, columns, 0, 0))
+        size(80)
+        process = subprocess.Popen([CLI, 'convert', *self.directories, '--yes'], stdout=subprocess.DEVNULL, stderr=theirs)
+        os.close(theirs)
+        seen, narrowed_at = b'', None
+        try:
+            while piece := os.read(ours, 4096):
+                seen += piece
+                if narrowed_at is None and b'left' in seen:
+                    size(40)
+                    narrowed_at = len(seen)
+        except OSError:  # the end of a terminal
+            pass
+        self.assertEqual(process.wait(timeout=60), 0)
+        drawn = [len(line) for line in seen.decode()[:narrowed_at].replace('\x1b[K', '').split('\r')]
+        self.assertLess(max(drawn), 80)
+        self.assertGreater(max(drawn), 40)
+        drawn = [len(line) for line in seen.decode()[narrowed_at:].split('Conversion')[0].replace('\x1b[K', '').split('\r')]
+        self.assertLess(max(drawn[2:]), 40)  # the first one may have been on its way
+
+    def test_closed_descriptors_receive_no_file(self):
+        self.office(5, 0)
+        report = self.path('r.txt')
+        done = subprocess.run(['bash', '-c', f'{CLI} convert {" ".join(self.directories)} --yes --report {report} 0<&- 1>&- 2>&-'])
+        self.assertEqual(done.returncode, 1)  # the summary was not told
+        self.assertEqual(read_file(report).decode().splitlines()[0], 'Report of a conversion')
+        self.assertNotIn('corvix-cli:', read_file(report).decode())
+        self.assertEqual(len(self.dump()), 5)
         self.assert_sound()
 
     def test_an_interrupt_asks_and_stops_after_the_record(self):
