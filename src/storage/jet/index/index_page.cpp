@@ -52,59 +52,67 @@ std::size_t PreviousBit(ByteView page, std::size_t at) {
   return w * kWordBits + kWordBits - 1 - static_cast<std::size_t>(std::countl_zero(word));
 }
 
-Bitmap Load(ByteView page) {
-  Bitmap bits;
-  for (std::size_t w = 0; w < kWords; ++w) bits[w] = Word(page, w);
-  return bits;
+void SetWord(ByteSpan page, std::size_t w, std::uint64_t word) {
+  if constexpr (std::endian::native == std::endian::big) word = storage::SwapBytes(word);
+  const std::size_t length = std::min<std::size_t>(8, index_page::kBitmapLength - 8 * w);
+  std::memcpy(page.data() + index_page::kBitmap + 8 * w, &word, length);
 }
 
 void Save(ByteSpan page, const Bitmap& bits) {
-  for (std::size_t w = 0; w < kWords; ++w) {
-    std::uint64_t word = bits[w];
-    if constexpr (std::endian::native == std::endian::big) word = storage::SwapBytes(word);
-    const std::size_t length = std::min<std::size_t>(8, index_page::kBitmapLength - 8 * w);
-    std::memcpy(page.data() + index_page::kBitmap + 8 * w, &word, length);
-  }
+  for (std::size_t w = 0; w < kWords; ++w) SetWord(page, w, bits[w]);
 }
 
 void SetBit(Bitmap& bits, std::size_t bit) { bits[bit / kWordBits] |= std::uint64_t{1} << bit % kWordBits; }
 
-/// Takes the bits in (after, last] out of `bits`, into the result.
-Bitmap TakeBits(Bitmap& bits, std::size_t after, std::size_t last) {
-  Bitmap taken{};
-  for (std::size_t w = 0; w < kWords; ++w) {
-    const std::size_t base = w * kWordBits;
-    if (base + kWordBits - 1 <= after) continue;
-    std::uint64_t mask = base > last                ? 0
-                         : last - base >= kWordBits ? ~std::uint64_t{0}
-                                                    : BitsUpTo(last - base);
-    if (base <= after) mask &= ~BitsUpTo(after - base);
-    taken[w] = bits[w] & mask;
-    // Bits behind the last entry mean nothing and must not come to mean something.
-    if (base <= after) {
-      bits[w] &= BitsUpTo(after - base);
-    } else {
-      bits[w] = 0;
-    }
-  }
-  return taken;
-}
+/// The bits of a bitmap that are moved: those in (after, last]. Words outside the bitmap are 0.
+class MovedBits {
+ public:
+  MovedBits(ByteView page, std::size_t after, std::size_t last) : page_(page), after_(after), last_(last) {}
 
-void AddShiftedUp(Bitmap& bits, const Bitmap& moved, std::size_t distance) {
+  std::uint64_t operator[](std::size_t w) const {
+    if (w < after_ / kWordBits || w > last_ / kWordBits) return 0;
+    std::uint64_t word = Word(page_, w);
+    if (w == after_ / kWordBits) word &= ~BitsUpTo(after_ % kWordBits);
+    if (w == last_ / kWordBits) word &= BitsUpTo(last_ % kWordBits);
+    return word;
+  }
+
+ private:
+  ByteView page_;
+  std::size_t after_;
+  std::size_t last_;
+};
+
+// Both work on the words of the page itself, each read before it is overwritten, and leave no bit set in the
+// words behind the moved ones that they touch: bits behind the last entry mean nothing and must not come to
+// mean something.
+
+/// Moves the bits in (at, last] up by `distance` > 0 and sets the one at `at` + `distance`: an entry of that
+/// length is put in at `at`.
+void OpenGap(ByteSpan page, std::size_t at, std::size_t last, std::size_t distance) {
+  const MovedBits moved(page, at, last);
   const std::size_t words = distance / kWordBits;
   const std::size_t rest = distance % kWordBits;
-  for (std::size_t w = kWords; w-- > words;) {
-    bits[w] |= moved[w - words] << rest;
-    if (rest != 0 && w > words) bits[w] |= moved[w - words - 1] >> (kWordBits - rest);
+  const std::size_t first_word = at / kWordBits;
+  for (std::size_t w = (last + distance) / kWordBits + 1; w-- > first_word;) {
+    std::uint64_t word = w < words ? 0 : moved[w - words] << rest;
+    if (rest != 0 && w > words) word |= moved[w - words - 1] >> (kWordBits - rest);
+    if (w == first_word) word |= Word(page, w) & BitsUpTo(at % kWordBits);
+    if (w == (at + distance) / kWordBits) word |= std::uint64_t{1} << (at + distance) % kWordBits;
+    SetWord(page, w, word);
   }
 }
 
-void AddShiftedDown(Bitmap& bits, const Bitmap& moved, std::size_t distance) {
-  const std::size_t words = distance / kWordBits;
-  const std::size_t rest = distance % kWordBits;
-  for (std::size_t w = 0; w + words < kWords; ++w) {
-    bits[w] |= moved[w + words] >> rest;
-    if (rest != 0 && w + words + 1 < kWords) bits[w] |= moved[w + words + 1] << (kWordBits - rest);
+/// Takes the bits in (begin, end] out and moves those in (end, last] down to `begin`.
+void CloseGap(ByteSpan page, std::size_t begin, std::size_t end, std::size_t last) {
+  const MovedBits moved(page, end, last);
+  const std::size_t words = (end - begin) / kWordBits;
+  const std::size_t rest = (end - begin) % kWordBits;
+  for (std::size_t w = begin / kWordBits; w <= last / kWordBits; ++w) {
+    std::uint64_t word = moved[w + words] >> rest;
+    if (rest != 0) word |= moved[w + words + 1] << (kWordBits - rest);
+    if (w == begin / kWordBits) word |= Word(page, w) & BitsUpTo(begin % kWordBits);
+    SetWord(page, w, word);
   }
 }
 
@@ -300,11 +308,8 @@ bool IndexPageEdit::Insert(EntrySpan position, ByteView entry, EntryList& all) {
   std::byte* const target = mutable_bytes_.data() + index_page::kEntries + begin;
   std::memmove(target + suffix.size(), target, used_ - begin);
   std::memcpy(target, suffix.data(), suffix.size());
-  Bitmap bits = IsEmpty() ? Bitmap{} : Load(bytes_);
-  const Bitmap behind = TakeBits(bits, begin, used_);
-  AddShiftedUp(bits, behind, suffix.size());
-  SetBit(bits, begin + suffix.size());
-  Save(mutable_bytes_, bits);
+  if (IsEmpty()) Save(mutable_bytes_, Bitmap{});
+  OpenGap(mutable_bytes_, begin, used_, suffix.size());
   SetUsed(used_ + suffix.size());
   return true;
 }
@@ -319,11 +324,7 @@ void IndexPageEdit::Erase(EntrySpan entry) {
   }
   std::byte* const target = mutable_bytes_.data() + index_page::kEntries + entry.begin;
   std::memmove(target, target + length, used_ - entry.end);
-  Bitmap bits = Load(bytes_);
-  const Bitmap behind = TakeBits(bits, entry.end, used_);
-  TakeBits(bits, entry.begin, entry.end);
-  AddShiftedDown(bits, behind, length);
-  Save(mutable_bytes_, bits);
+  CloseGap(mutable_bytes_, entry.begin, entry.end, used_);
   SetUsed(used_ - length);
 }
 

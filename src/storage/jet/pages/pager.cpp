@@ -88,7 +88,10 @@ class Pager::Impl {
     if (journal_ && frame.number == 0) throw std::logic_error("Page 0 belongs to the journal");  // keeps P8
     if (!frame.dirty) SaveImage(frame);                                                          // keeps P3
     if (savepoint_open_ && !frame.under_savepoint) {
-      undo_.push_back({frame.number, frame.dirty, frame.bytes});
+      UndoImage& image = undo_.emplace_back();
+      image.page = frame.number;
+      image.was_dirty = frame.dirty;
+      image.bytes = frame.bytes;
       frame.under_savepoint = true;
     }
     frame.dirty = true;
@@ -200,8 +203,9 @@ class Pager::Impl {
 
  private:
   struct UndoImage {
-    PageNumber page;
-    bool was_dirty;
+    UndoImage() {}  // leaves the bytes as they are: they are set at once
+    PageNumber page = 0;
+    bool was_dirty = false;
     std::array<std::byte, kPageSize> bytes;
   };
 
