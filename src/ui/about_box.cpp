@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QIcon>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
@@ -68,6 +69,14 @@ AboutBox::AboutBox(const settings::SettingsPlace& place, QWidget* parent)
   auto& ok = Control<QPushButton>(*this, "Cmd_OK");
   connect(&ok, &QPushButton::clicked, this, &QDialog::accept);
   ok.setFocus();
+}
+
+void AboutBox::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape) {
+    reject();
+  } else {
+    ModalForm::keyPressEvent(event);
+  }
 }
 
 void AboutBox::ReadTagInfo(const settings::SettingsPlace& place) {

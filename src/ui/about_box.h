@@ -11,6 +11,10 @@ class AboutBox : public ModalForm {
  public:
   AboutBox(const settings::SettingsPlace& place, QWidget* parent);
 
+ protected:
+  /// Esc closes it: nothing is asked here.
+  void keyPressEvent(QKeyEvent* event) override;
+
  private:
   void ReadTagInfo(const settings::SettingsPlace& place);
 };

@@ -4,9 +4,11 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTextDocument>
+#include <QTimer>
 
 #include "ui/form.h"
 #include "ui/prompt_form.h"
+#include "ui/reading_guard.h"
 
 namespace corvix::ui {
 namespace {
@@ -32,8 +34,10 @@ void ShowText(QWidget& cell, const QString& text) {
 
 }  // namespace
 
-AskDialog::AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs, QWidget* parent)
+AskDialog::AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs,
+                     std::chrono::milliseconds reading_time, QWidget* parent)
     : ModalForm(kPromptForm, PromptControls(), parent), answer_(run::kAskNo) {
+  new ReadingGuard(*this, reading_time);
   move(0, 0);
   Show(contents);
   const auto on_click = [this](std::string_view name, auto handler) {
@@ -44,6 +48,12 @@ AskDialog::AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs
   on_click("cmdStop", [this] { Answer(run::kAskStop); });
   on_click("cmdDontask", [this, &dialogs] { cmdDontask_Click(dialogs); });
   Control<QPushButton>(*this, "cmdYes").setFocus();
+}
+
+/// Once more to the corner, for window managers that place a window themselves when it appears.
+void AskDialog::showEvent(QShowEvent* event) {
+  ModalForm::showEvent(event);
+  QTimer::singleShot(0, this, [this] { move(0, 0); });
 }
 
 void AskDialog::Show(const run::PromptContents& contents) {

@@ -2,6 +2,8 @@
 // that differ are set in bold, in colour, and with a sign before them.
 #pragma once
 
+#include <chrono>
+
 #include "run/duplicate_prompt.h"
 #include "ui/modal_form.h"
 #include "ui/window_dialogs.h"
@@ -10,10 +12,14 @@ namespace corvix::ui {
 
 class AskDialog : public ModalForm {
  public:
-  AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs, QWidget* parent);
+  AskDialog(const run::PromptContents& contents, WindowDialogs& dialogs,
+            std::chrono::milliseconds reading_time, QWidget* parent);
 
   /// The answer so far; the close box counts as No.
   std::int16_t answer() const { return answer_; }
+
+ protected:
+  void showEvent(QShowEvent* event) override;
 
  private:
   void Show(const run::PromptContents& contents);

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "ui/form.h"
+#include "ui/reading_guard.h"
 
 namespace corvix::ui {
 namespace {
@@ -24,7 +25,9 @@ constexpr std::array kControls{
 
 }  // namespace
 
-EscapeDialog::EscapeDialog(run::RunValues& values, QWidget* parent) : ModalForm(kForm, kControls, parent) {
+EscapeDialog::EscapeDialog(run::RunValues& values, std::chrono::milliseconds reading_time, QWidget* parent)
+    : ModalForm(kForm, kControls, parent) {
+  new ReadingGuard(*this, reading_time);
   // White with black text in every theme, so the buttons take the matching light colours.
   setPalette(QPalette(QColor(0xEF, 0xEF, 0xEF), Qt::white));
   auto& stop = Control<QPushButton>(*this, "cmdStop");

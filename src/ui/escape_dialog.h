@@ -1,6 +1,8 @@
 // frmEscape: the small dialog that an Esc key raises. A run stands still while it is open.
 #pragma once
 
+#include <chrono>
+
 #include "run/run_values.h"
 #include "ui/modal_form.h"
 
@@ -9,7 +11,7 @@ namespace corvix::ui {
 class EscapeDialog : public ModalForm {
  public:
   /// The buttons answer through values.EscapeState; the close box leaves it as it is.
-  EscapeDialog(run::RunValues& values, QWidget* parent);
+  EscapeDialog(run::RunValues& values, std::chrono::milliseconds reading_time, QWidget* parent);
 };
 
 }  // namespace corvix::ui

@@ -100,7 +100,7 @@ MainWindow::MainWindow(Services services) : services_(std::move(services)) {
   MakeMenu(*menuBar(), kFileMenu);
   MakeMenu(*menuBar(), kHelpMenu);
   setFixedSize(client->width(), client->height() + menuBar()->sizeHint().height());
-  host_.emplace(*this, session_, services_.dialogs);
+  host_.emplace(*this, session_, services_.dialogs, services_.reading_time);
   Connect();
   Control<QLineEdit>(*this, "txtCompPath").setFocus();
 }

@@ -22,6 +22,7 @@
 #include "run/host.h"
 #include "settings/settings_place.h"
 #include "ui/file_chooser.h"
+#include "ui/reading_guard.h"
 #include "ui/window_dialogs.h"
 #include "ui/window_host.h"
 
@@ -36,6 +37,7 @@ class MainWindow : public QMainWindow {
     WindowDialogs& dialogs;
     FileChooser& files;
     std::function<void(int exit_code)> end_program;
+    std::chrono::milliseconds reading_time = kReadingTime;
   };
   /// Directories that take the place of the settings' for this start.
   struct Directories {

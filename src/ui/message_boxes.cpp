@@ -4,8 +4,10 @@
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QKeyEvent>
+#include <QMainWindow>
 #include <QMessageBox>
 
+#include "ui/modal_form.h"
 #include "ui/qt_text.h"
 #include "ui/version.h"
 
@@ -35,10 +37,23 @@ void FitTitle(QMessageBox& box) {
   grid->addItem(new QSpacerItem(width, 0), grid->rowCount(), 0, 1, grid->columnCount());
 }
 
+/// The window that a box is about: one without an owner gets lost behind the others.
+QWidget* Owner() {
+  if (QWidget* modal = QApplication::activeModalWidget()) return modal;
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    if (window->isVisible() && qobject_cast<QMainWindow*>(window)) return window;
+  }
+  return nullptr;
+}
+
 template <class Box>
-QMessageBox::StandardButton Show(QMessageBox::Icon icon, std::string_view title, std::string_view text,
+QMessageBox::StandardButton Show(std::chrono::milliseconds reading_time, QMessageBox::Icon icon,
+                                 std::string_view title, std::string_view text,
                                  QMessageBox::StandardButtons buttons, QMessageBox::StandardButton first) {
-  Box box(icon, ToQt(title), ToQt(text).replace("\r\n", "\n"), buttons, QApplication::activeWindow());
+  QWidget* owner = Owner();
+  BringBack(owner);
+  Box box(icon, ToQt(title), ToQt(text).replace("\r\n", "\n"), buttons, owner);
+  new ReadingGuard(box, reading_time);
   box.setTextFormat(Qt::PlainText);
   box.setDefaultButton(first);
   FitTitle(box);
@@ -48,29 +63,31 @@ QMessageBox::StandardButton Show(QMessageBox::Icon icon, std::string_view title,
 }  // namespace
 
 void MessageBoxes::Notice(std::string_view text) {
-  Show<QMessageBox>(QMessageBox::NoIcon, kProgramTitle, text, QMessageBox::Ok, QMessageBox::Ok);
+  Show<QMessageBox>(reading_time_, QMessageBox::NoIcon, kProgramTitle, text, QMessageBox::Ok,
+                    QMessageBox::Ok);
 }
 
 bool MessageBoxes::AskYesNo(std::string_view text) {
-  return Show<Question>(QMessageBox::NoIcon, kProgramTitle, text, QMessageBox::Yes | QMessageBox::No,
-                        QMessageBox::Yes) == QMessageBox::Yes;
+  return Show<Question>(reading_time_, QMessageBox::NoIcon, kProgramTitle, text,
+                        QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes;
 }
 
 common::DeviceAnswer MessageBoxes::AskDevice(std::string_view text) {
   const auto answer =
-      Show<Question>(QMessageBox::NoIcon, "Error", text,
+      Show<Question>(reading_time_, QMessageBox::NoIcon, "Error", text,
                      QMessageBox::Abort | QMessageBox::Retry | QMessageBox::Ignore, QMessageBox::Abort);
   if (answer == QMessageBox::Retry) return common::DeviceAnswer::Retry;
   return answer == QMessageBox::Ignore ? common::DeviceAnswer::Ignore : common::DeviceAnswer::Abort;
 }
 
 bool MessageBoxes::AskQuit(std::string_view title, std::string_view text) {
-  return Show<Question>(QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No,
+  return Show<Question>(reading_time_, QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No,
                         QMessageBox::Yes) == QMessageBox::Yes;
 }
 
 void MessageBoxes::Failure(std::string_view text) {
-  Show<QMessageBox>(QMessageBox::Critical, kProgramTitle, text, QMessageBox::Ok, QMessageBox::Ok);
+  Show<QMessageBox>(reading_time_, QMessageBox::Critical, kProgramTitle, text, QMessageBox::Ok,
+                    QMessageBox::Ok);
 }
 
 }  // namespace corvix::ui

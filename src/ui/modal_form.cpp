@@ -6,6 +6,12 @@
 
 namespace corvix::ui {
 
+void BringBack(QWidget* window) {
+  for (; window; window = window->parentWidget() ? window->parentWidget()->window() : nullptr) {
+    if (window->isMinimized()) window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+  }
+}
+
 ModalForm::ModalForm(const FormEntry& form, std::span<const ControlEntry> controls, QWidget* parent)
     : QDialog(parent,
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint) {
@@ -13,6 +19,11 @@ ModalForm::ModalForm(const FormEntry& form, std::span<const ControlEntry> contro
   setWindowTitle(ToQt(form.caption));
   setFixedSize(ToPixels(form.width), ToPixels(form.height));
   MakeControls(*this, controls);
+}
+
+void ModalForm::showEvent(QShowEvent* event) {
+  BringBack(parentWidget());
+  QDialog::showEvent(event);
 }
 
 void ModalForm::keyPressEvent(QKeyEvent* event) {

@@ -9,11 +9,15 @@
 
 namespace corvix::ui {
 
+/// Shows a minimised window, and those that it belongs to, again: a dialog over it would be hidden with it.
+void BringBack(QWidget* window);
+
 class ModalForm : public QDialog {
  public:
   ModalForm(const FormEntry& form, std::span<const ControlEntry> controls, QWidget* parent);
 
  protected:
+  void showEvent(QShowEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
 };
 

@@ -14,10 +14,12 @@ constexpr auto kFrame = std::chrono::milliseconds(16);  // about 60 frames a sec
 
 }  // namespace
 
-WindowHost::WindowHost(QMainWindow& window, run::Session& session, WindowDialogs& dialogs)
+WindowHost::WindowHost(QMainWindow& window, run::Session& session, WindowDialogs& dialogs,
+                       std::chrono::milliseconds reading_time)
     : window_(window),
       session_(session),
       dialogs_(dialogs),
+      reading_time_(reading_time),
       lblmsg_(Control<QLabel>(window, "lblmsg")),
       lblRecord_(Control<QLabel>(window, "lblRecord")),
       lblAddress_(Control<QLabel>(window, "lblAddress")),
@@ -45,7 +47,7 @@ void WindowHost::RequestClose() {
 void WindowHost::Halt() {
   MakeSafe();
   halt_requested_ = false;
-  EscapeDialog(session_.values, &window_).exec();
+  EscapeDialog(session_.values, reading_time_, &window_).exec();
   if (session_.values.EscapeState != run::kEscapeStop) close_requested_ = false;
 }
 
@@ -93,7 +95,7 @@ void WindowHost::ShowDuplicatePrompt(run::RunValues& values) {
     return;
   }
   const run::PromptContents contents(session_);
-  AskDialog dialog(contents, dialogs_, &window_);
+  AskDialog dialog(contents, dialogs_, reading_time_, &window_);
   dialog.exec();
   values.AskResult = dialog.answer();
 }

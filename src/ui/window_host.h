@@ -18,7 +18,8 @@ namespace corvix::ui {
 class WindowHost : public run::Host {
  public:
   /// Finds its controls in `window` by name.
-  WindowHost(QMainWindow& window, run::Session& session, WindowDialogs& dialogs);
+  WindowHost(QMainWindow& window, run::Session& session, WindowDialogs& dialogs,
+             std::chrono::milliseconds reading_time);
 
   /// A run begins: nothing is asked of it yet, and its first yield serves events.
   void Begin();
@@ -64,6 +65,7 @@ class WindowHost : public run::Host {
   QMainWindow& window_;
   run::Session& session_;
   WindowDialogs& dialogs_;
+  std::chrono::milliseconds reading_time_;
   ShownLabel lblmsg_;
   ShownLabel lblRecord_;
   ShownLabel lblAddress_;

@@ -137,7 +137,7 @@ TEST_F(AccessibilityTest, TheOtherDialogsAreNamedAndReachedByKeyboard) {
   QTest::keyClick(&*window_, Qt::Key_Escape);
   window_->findChild<QAction*>("HelpMenuItem(1)")->trigger();
   script.Then("", expect({"", ""}));  // a box with Yes and No
-  ui::MessageBoxes().AskYesNo("Continue?");
+  ui::MessageBoxes(reading_time).AskYesNo("Continue?");
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ TEST_F(AboutTest, ShowsTheProductLineAndTheProgramsVersion) {
       EXPECT_EQ(dialog.windowTitle(), "About ");
       EXPECT_EQ(ui::Control<QLabel>(dialog, "lblProgramAlias").text().toStdString(), product_line) << marker;
       EXPECT_EQ(ui::Control<QLabel>(dialog, "LblVersion").text(), "Version 7.1.14");
-      test::Click(dialog, "Cmd_OK");
+      QTest::keyClick(&dialog, Qt::Key_Escape);
       EXPECT_FALSE(dialog.isVisible());
     });
     window_->findChild<QAction*>("HelpMenuItem(1)")->trigger();
@@ -58,7 +58,7 @@ ModalScript::Step Press(QMessageBox::StandardButton button, const std::string& t
 }
 
 TEST(MessageBoxes, AskAndAnswer) {
-  ui::MessageBoxes boxes;
+  ui::MessageBoxes boxes(std::chrono::milliseconds(0));
   ModalScript script;
   script.Then("", Press(QMessageBox::Ok, "Corvix", "<b>done</b>", QMessageBox::NoIcon));
   boxes.Notice("<b>done</b>");
@@ -76,6 +76,22 @@ TEST(MessageBoxes, AskAndAnswer) {
     script.Then("", Press(button, "Error", "Disk full.\nError # 61", QMessageBox::NoIcon));
     EXPECT_EQ(boxes.AskDevice("Disk full.\r\nError # 61"), answer);
   }
+}
+
+TEST_F(AboutTest, BoxesBelongToTheWindowAndAreNotAnsweredUnread) {
+  constexpr std::chrono::milliseconds kTime(40);
+  auto* window = Open();
+  window->showMinimized();
+  ui::MessageBoxes boxes(kTime);
+  ModalScript script;
+  script.Then("", [&](QWidget& widget) {
+    EXPECT_EQ(widget.parentWidget(), window);
+    EXPECT_FALSE(window->isMinimized());
+    auto& yes = *dynamic_cast<QMessageBox&>(widget).button(QMessageBox::Yes);
+    test::ExpectNoAnswerUnread(widget, dynamic_cast<QPushButton&>(yes), kTime);
+    yes.click();
+  });
+  EXPECT_TRUE(boxes.AskYesNo("Continue?"));
 }
 
 }  // namespace

@@ -161,6 +161,27 @@ TEST_F(RunTest, ThePromptShowsBothSidesAndMarksWhatDiffers) {
   EXPECT_EQ(Conditions(), "OLD");
 }
 
+TEST_F(RunTest, KeysMeantForWhatWasThereBeforeAnswerNothing) {
+  reading_time = std::chrono::milliseconds(40);
+  AddDuplicates(3);
+  ASSERT_TRUE(Open());
+  PressEscAfter(1);
+  const auto read_and = [this](std::string answer) {
+    return [this, answer](QWidget& dialog) {
+      auto& first = *dynamic_cast<QPushButton*>(dialog.focusWidget());
+      test::ExpectNoAnswerUnread(dialog, first, reading_time);
+      test::Click(dialog, answer);
+    };
+  };
+  ModalScript script;
+  script.Then("frmAsk", read_and("cmdYes"))
+      .Then("frmAsk", read_and("cmdNo"))
+      .Then("frmEscape", read_and("Command1"))
+      .Then("frmAsk", read_and("cmdYes"));
+  Convert();
+  EXPECT_EQ(Conditions(), "NEW OLD NEW");
+}
+
 struct EscapeCase : test::NamedCase {
   ModalScript::Step step;
   std::string status;

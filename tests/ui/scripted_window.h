@@ -111,6 +111,25 @@ inline void Click(const QWidget& window, std::string_view button) {
 inline ModalScript::Step ClickOn(std::string button) {
   return [button](QWidget& dialog) { Click(dialog, button); };
 }
+/// Every way to answer a dialog by its button while nobody can have read it; then the key that is still held
+/// down when it can be.
+inline void ExpectNoAnswerUnread(QWidget& dialog, QPushButton& button,
+                                 std::chrono::milliseconds reading_time) {
+  for (const auto key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Y}) QTest::keyClick(&button, key);
+  QTest::keyClick(&dialog, Qt::Key_Y, Qt::AltModifier);
+  QTest::mouseClick(&button, Qt::LeftButton);
+  QTest::qWait(static_cast<int>(reading_time.count()) * 2);
+  for (const auto key : {Qt::Key_Return, Qt::Key_Space}) {
+    QKeyEvent held(QEvent::KeyPress, key, Qt::NoModifier, {}, true);
+    QApplication::sendEvent(&button, &held);
+    for (const auto type : {QEvent::KeyRelease, QEvent::KeyPress}) {  // a repetition that is not known as one
+      QKeyEvent half(type, key, Qt::NoModifier, 36, 0, 0);
+      half.setTimestamp(1000);
+      QApplication::sendEvent(&button, &half);
+    }
+  }
+  EXPECT_TRUE(dialog.isVisible()) << ui::FromQt(button.text()) << " answered";
+}
 inline void CloseBox(QWidget& window) { window.close(); }
 
 /// The main window over an engine, a directory for its settings, and scripts.
@@ -119,7 +138,7 @@ class WindowTest : public testing::Test {
   /// The window, loaded and shown; none when the start-up sequence ended the program.
   ui::MainWindow* Open(core::TableEngine& engine, const ui::MainWindow::Directories& directories = {}) {
     window_.emplace(ui::MainWindow::Services{engine, settings_, dialogs, chooser,
-                                             [this](int code) { exit_codes.push_back(code); }});
+                                             [this](int code) { exit_codes.push_back(code); }, reading_time});
     if (!window_->Load(directories)) return nullptr;
     window_->show();
     EXPECT_TRUE(QTest::qWaitForWindowActive(&*window_));
@@ -144,6 +163,7 @@ class WindowTest : public testing::Test {
   ScriptedWindowDialogs dialogs;
   ScriptedChooser chooser;
   std::vector<int> exit_codes;
+  std::chrono::milliseconds reading_time{0};
 
  private:
   storage::PosixFileSystem files_;
