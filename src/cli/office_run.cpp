@@ -85,7 +85,7 @@ class OfficeRun {
     if (options_.report.empty()) return;
     const std::vector<FileFacts> before =
         FactsOf(files_, target_, SourceDirectory(options_.conversion.source));
-    report_.emplace(options_.report);
+    report_.emplace(files_, options_.report, target_);
     session_.access.engine = &observed_;
     report_->Write(
         report_->format().Begin({{"program", "Corvix " + std::string(kVersion)},

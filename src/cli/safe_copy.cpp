@@ -1,16 +1,17 @@
 #include "cli/safe_copy.h"
 
-#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <memory>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "cli/database_file.h"
+#include "cli/whole_copy.h"
 #include "common/error.h"
+#include "storage/jet/catalog/catalog.h"
 #include "storage/jet/check/jet_check.h"
 #include "storage/jet/pages/journal.h"
 #include "storage/jet/pages/lock_file.h"
@@ -23,13 +24,11 @@ using common::Error;
 using core::Access;
 using storage::File;
 using storage::FileSystem;
-using storage::OpenMode;
 
-constexpr std::size_t kBlock = std::size_t{1} << 20;
+constexpr std::string_view kReplaced = "-replaced";
 
-fs::path DirectoryOf(const fs::path& path) {
-  return path.has_parent_path() ? path.parent_path() : fs::path(".");
-}
+/// The path with its directory, also where that is the current one.
+fs::path WithDirectory(const fs::path& path) { return path.has_parent_path() ? path : fs::path(".") / path; }
 
 /// NAME-STAMP.EXT beside the database; with a number behind it where that name is taken.
 fs::path DatedName(FileSystem& files, const fs::path& database, std::string_view middle,
@@ -38,108 +37,74 @@ fs::path DatedName(FileSystem& files, const fs::path& database, std::string_view
     fs::path name = database.parent_path() / fmt::format("{}{}-{}{}{}", database.stem().string(), middle,
                                                          stamp, number > 1 ? fmt::format("-{}", number) : "",
                                                          database.extension().string());
-    if (!files.Exists(name)) return name;
+    if (!files.IsTaken(name) && !files.IsTaken(TemporaryName(name))) return name;
   }
 }
 
-/// Removes a file that was not finished; that it stays is no reason to fail anew.
-class Unfinished {
- public:
-  Unfinished(FileSystem& files, fs::path path) : files_(files), path_(std::move(path)) {}
-  ~Unfinished() {
-    if (path_.empty()) return;
-    try {
-      if (files_.Exists(path_)) files_.Remove(path_);
-    } catch (...) {  // it bears a temporary name, and nothing reads it
-      return;
-    }
-  }
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
+/// True for the temporary name of a dated copy of the database, whatever its date.
+bool IsTemporaryOf(const fs::path& database, std::string_view name) {
+  const std::string begin = database.stem().string();
+  const std::string end = TemporaryName(database.extension()).string();
+  if (!name.starts_with(begin) || !name.ends_with(end) || name.size() < begin.size() + end.size())
+    return false;
+  name = name.substr(begin.size(), name.size() - begin.size() - end.size());
+  if (name.starts_with(kReplaced)) name.remove_prefix(kReplaced.size());
+  return name.starts_with('-') && name.find_first_not_of("-0123456789") == std::string_view::npos;
+}
 
-  const fs::path& path() const { return path_; }
-  void Keep() { path_.clear(); }
-
- private:
-  FileSystem& files_;
-  fs::path path_;
-};
-
-void CopyBytes(File& from, File& to) {
-  std::vector<std::byte> block(kBlock);
-  for (std::uint64_t offset = 0;;) {
-    const std::size_t count = from.ReadAt(offset, block);
-    if (count == 0) return;
-    to.WriteAt(offset, std::span(block).first(count));
-    offset += count;
+/// Removes what copies of the database left that were killed.
+void ClearUnfinished(FileSystem& files, const fs::path& database) {
+  const fs::path directory = database.parent_path();
+  for (const std::string& name : files.List(directory)) {
+    if (IsTemporaryOf(database, name)) RemoveUnfinished(files, directory / name);
   }
 }
 
-bool IsEqual(File& one, File& other) {
-  if (one.Size() != other.Size()) return false;
-  std::vector<std::byte> block(kBlock), second(kBlock);
-  for (std::uint64_t offset = 0;;) {
-    const std::size_t count = one.ReadAt(offset, block);
-    if (other.ReadAt(offset, second) != count) return false;
-    if (count == 0) return true;
-    if (!std::ranges::equal(std::span(block).first(count), std::span(second).first(count))) return false;
-    offset += count;
-  }
-}
-
-/// A durable copy of `from` at `path`, which may be replaced.
-void WriteCopy(FileSystem& files, File& from, const fs::path& path) {
-  const std::uint64_t free = files.FreeSpace(DirectoryOf(path));
-  if (free < from.Size()) {
-    throw Error(common::kDiskFull,
-                fmt::format("The copy needs {} bytes, the disk has {} free; make room and try again",
-                            from.Size(), free),
-                path.string());
-  }
-  auto to = files.Open(path, OpenMode::Create);
-  CopyBytes(from, *to);
-  to->Sync();
-  if (!IsEqual(from, *to)) {
-    throw Error(common::kDeviceIo, "The copy differs from the database; the disk may be failing",
-                path.string());
-  }
-}
-
-void CopyTo(FileSystem& files, File& from, const fs::path& path) {
-  Unfinished unfinished(files, path.string() + ".part");
-  WriteCopy(files, from, unfinished.path());
-  files.Rename(unfinished.path(), path);
-  unfinished.Keep();
-  files.SyncDirectory(DirectoryOf(path));
-}
-
-/// Error 3343 or 3049 unless the file is a sound database.
-void RequireSound(FileSystem& files, const fs::path& copy) {
-  const auto pager = OpenForReading(files, copy);
+/// Opens a database for reading and checks it all; it stays locked against writers as long as the pager
+/// lives. Error 3343 or 3049 unless it is sound; `what` is what the message calls it.
+std::unique_ptr<jet::Pager> OpenSound(FileSystem& files, const fs::path& path, std::string_view what) {
+  auto pager = OpenForReading(files, path);
   ReadHeader(*pager);
   const jet::CheckReport report = jet::CheckDatabase(*pager, {.max_findings = 1});
-  if (report.IsClean()) return;
+  if (report.IsClean()) return pager;
   const jet::Finding& first = report.problems.front();
   throw Error(
       common::kDamagedDatabase,
-      fmt::format("The copy is no sound database: page {}: {}{}; see what the command check says of it",
+      fmt::format("The {} is no sound database: page {}: {}{}; see what the command check says of it", what,
                   first.page, first.text,
                   report.problems_left_out > 0 ? fmt::format(", and {} more", report.problems_left_out) : ""),
-      copy.string());
+      path.string());
 }
 
-/// Keeps the database that is about to be replaced. `locked` receives the file, still locked.
-fs::path KeepReplaced(FileSystem& files, const fs::path& database, std::string_view stamp,
-                      std::unique_ptr<File>& locked) {
-  fs::path kept = DatedName(files, database, "-replaced", stamp);
+void RequireComps(jet::Pager& copy) {
+  if (jet::Catalog(copy).FindTable("COMPS") != nullptr) return;
+  throw Error(common::kObjectNotFound, "The copy has no table COMPS; choose a copy of FOLVANE.MDB",
+              copy.path().string());
+}
+
+/// The database, locked for writing, as its last checkpoint: a journal of its own is rolled back first, so
+/// that none is left that could take back what comes in its place. One that is not of this file stays.
+std::unique_ptr<File> OpenRolledBack(FileSystem& files, const fs::path& database) {
   try {
-    locked = OpenView(files, database, Access::ReadWrite);
+    auto opened =
+        jet::OpenJournaled(files, database, jet::OpenLocked(files, database, Access::ReadWrite), false);
+    if (opened.recovery) SayRecovery(*opened.recovery);
+    return std::move(opened.file);
   } catch (const Error& error) {
     if (error.number() != common::kDamagedDatabase) throw;
-    // The journal is not of this file: its bytes as they are.
-    locked = jet::OpenLocked(files, database, Access::ReadWrite);
+    return jet::OpenLocked(files, database, Access::ReadWrite);
   }
-  CopyTo(files, *locked, kept);
+}
+
+/// Keeps the database that is about to be replaced, and with it a journal that is not of its state.
+fs::path KeepReplaced(FileSystem& files, const fs::path& database, File& locked, std::string_view stamp) {
+  const fs::path kept = DatedName(files, database, kReplaced, stamp);
+  WholeCopy(files, locked, kept, {.rights = database, .times = database}).Publish();
+  const fs::path journal = jet::JournalPath(files, database);
+  if (files.Exists(journal)) {
+    files.Rename(journal, jet::JournalPath(files, kept));
+    files.SyncDirectory(database.parent_path());
+  }
   return kept;
 }
 
@@ -151,41 +116,45 @@ std::string TimeStamp() {
 }
 
 fs::path BackUp(FileSystem& files, const fs::path& database, std::string_view stamp) {
-  const fs::path real = files.Resolve(database);
-  const auto from = OpenView(files, real, Access::ReadOnly);
+  const fs::path real = WithDirectory(files.Resolve(database));
+  const auto checked = OpenSound(files, real, "database");
+  ClearUnfinished(files, real);
   fs::path copy = DatedName(files, real, "", stamp);
-  CopyTo(files, *from, copy);
+  WholeCopy(files, checked->file(), copy, {.rights = real, .times = real}).Publish();
   return copy;
 }
 
 Restored Restore(FileSystem& files, const fs::path& copy, const fs::path& database, std::string_view stamp) {
-  if (!files.IsDirectory(DirectoryOf(database))) {
+  const fs::path real = WithDirectory(files.Resolve(database));
+  if (!files.IsDirectory(real.parent_path())) {
     throw Error(common::kPathNotFound, "There is no such directory; check the path",
-                DirectoryOf(database).string());
+                real.parent_path().string());
   }
-  const fs::path real = files.Resolve(database);
   const bool is_there = files.Exists(real);
   if (is_there && files.Identity(copy) == files.Identity(real)) {
     throw Error(common::kInvalidCall, "The copy and the database are one file; choose another copy",
                 copy.string());
   }
-  RequireSound(files, copy);
+  const auto checked = OpenSound(files, copy, "copy");
+  RequireComps(*checked);
   if (is_there && !files.IsWritable(real)) {
     throw Error(common::kFileInUse, "The database is read-only; allow writing to the file and try again",
                 real.string());
   }
-  const auto from = OpenView(files, copy, Access::ReadOnly);
-  Unfinished fresh(files, real.string() + ".part");
-  WriteCopy(files, *from, fresh.path());
+  ClearUnfinished(files, real);
+  RemoveUnfinished(files, TemporaryName(real));
+  WholeCopy fresh(files, checked->file(), real, {.rights = is_there ? real : copy, .times = copy});
 
+  // No step from here on leaves a journal beside the restored file, wherever it is broken off.
   Restored restored{.database = real, .replaced = std::nullopt};
-  std::unique_ptr<File> locked;
-  if (is_there) restored.replaced = KeepReplaced(files, real, stamp, locked);
-  files.Rename(fresh.path(), real);
-  fresh.Keep();
-  // A journal belongs to the database that was replaced; its copy counts it in.
-  jet::RemoveJournal(files, real);
-  files.SyncDirectory(DirectoryOf(real));
+  std::unique_ptr<File> replaced;
+  if (is_there) {
+    replaced = OpenRolledBack(files, real);
+    restored.replaced = KeepReplaced(files, real, *replaced, stamp);
+  } else {
+    jet::RemoveJournal(files, real);
+  }
+  fresh.Publish();
   return restored;
 }
 

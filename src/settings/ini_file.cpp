@@ -47,16 +47,17 @@ void ReplaceFile(storage::FileSystem& files, const fs::path& path, std::string_v
   std::error_code missing;
   const fs::path resolved = fs::canonical(path, missing);
   const fs::path target = missing ? path : resolved;
-  // The number keeps two programs from writing into one temporary file.
+  // The number keeps two programs from writing into one temporary file. Whatever bears the name already is
+  // not ours.
   const fs::path temporary =
       target.parent_path() / ("." + target.filename().string() + "." + std::to_string(::getpid()) + ".tmp");
+  const auto file = files.CreateLike(temporary, target);
   try {
-    const auto file = files.Open(temporary, storage::OpenMode::Create);
     file->WriteAt(0, storage::AsBytes(bytes));
     file->Sync();
     files.Rename(temporary, target);
   } catch (const Error&) {
-    if (files.Exists(temporary)) files.Remove(temporary);
+    files.Remove(temporary);
     throw;
   }
   files.SyncDirectory(target.parent_path());

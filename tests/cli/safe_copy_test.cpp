@@ -8,6 +8,7 @@
 #include "common/error.h"
 #include "sample/folvane_schema.h"
 #include "storage/base/memory_file.h"
+#include "storage/jet/jet_database.h"
 #include "support/errors.h"
 #include "support/faulty_file_system.h"
 
@@ -24,9 +25,11 @@ const std::filesystem::path kBackup = "/new/FOLVANE-20240102-030405.MDB";
 const std::filesystem::path kReplaced = "/new/FOLVANE-replaced-20240102-030405.MDB";
 constexpr std::string_view kStamp = "20240102-030405";
 
-Bytes Database(bool allow_zero_length) {
+Bytes Database(const std::string& table, bool allow_zero_length = true) {
   storage::MemoryFileSystem files;
-  jet::CreateDatabase(files, kDatabase, sample::FolvaneSchema({.allow_zero_length = allow_zero_length}));
+  jet::DatabaseDescription schema = sample::FolvaneSchema({.allow_zero_length = allow_zero_length});
+  schema.tables.front().name = table;
+  jet::CreateDatabase(files, kDatabase, schema);
   return files.Contents(kDatabase);
 }
 
@@ -57,7 +60,7 @@ class SafeCopyTest : public testing::Test {
         expect(files->AfterCut(Unsynced::Kept));
       }
       for (const Unsynced unsynced : {Unsynced::Kept, Unsynced::Dropped, Unsynced::Mixed}) {
-        for (unsigned seed = 0; seed < 5; ++seed) {
+        for (unsigned seed = 0; seed < 2; ++seed) {
           SCOPED_TRACE(testing::Message() << "cut at operation " << n << ", seed " << seed);
           const auto files = Device();
           files->CutAt(n);
@@ -68,8 +71,8 @@ class SafeCopyTest : public testing::Test {
     }
   }
 
-  const Bytes old_ = Database(true);
-  const Bytes new_ = Database(false);
+  const Bytes old_ = Database("COMPS");
+  const Bytes new_ = Database("COMPS", false);
 };
 
 TEST_F(SafeCopyTest, BackUp_CopiesBesideTheDatabaseAndKeepsEarlierCopies) {
@@ -107,6 +110,69 @@ TEST_F(SafeCopyTest, Restore_GivesTheOldOrTheNewDatabaseAndKeepsTheReplacedOne) 
                    });
 }
 
+/// The device after a program that adds a row was killed at that operation.
+std::map<std::filesystem::path, Bytes> KilledWhileAdding(const Bytes& database, std::uint64_t operation) {
+  FaultyFileSystem files;
+  files.Put(kDatabase, database);
+  files.CutAt(operation);
+  try {
+    const auto opened = jet::OpenJetDatabase(files, kDatabase, core::Access::ReadWrite);
+    const auto table = opened->OpenTable("COMPS");
+    table->BeginAdd();
+    table->Write(core::RequireField(*table, "CENTRALKEY"), std::string("KEY"));
+    table->Store();
+    opened->Close();
+  } catch (const test::PowerCut&) {  // the device is what matters
+  }
+  return files.AfterCut(Unsynced::Kept);
+}
+
+TEST_F(SafeCopyTest, Restore_OverATornDatabase_LeavesNoJournalThatTakesItBack) {
+  // A kill in the middle of writing the pages: behind the one that puts the journal into use.
+  std::map<std::filesystem::path, Bytes> torn = KilledWhileAdding(old_, 0);
+  for (std::uint64_t n = 0; torn.at(kDatabase) == old_; ++n) torn = KilledWhileAdding(old_, n);
+  ASSERT_TRUE(torn.contains("/new/FOLVANE.MDB-journal"));
+  const auto restore = [&](std::optional<std::uint64_t> cut) {
+    FaultyFileSystem files;
+    for (const auto& [path, bytes] : torn) files.Put(path, bytes);
+    files.Put(kCopy, new_);
+    if (cut) files.CutAt(*cut);
+    try {
+      Restore(files, kCopy, kDatabase, kStamp);
+    } catch (const test::PowerCut&) {
+    }
+    return std::pair(files.AfterCut(Unsynced::Kept), files.operations());
+  };
+  for (std::uint64_t cut = 0, count = restore(std::nullopt).second; cut <= count; ++cut) {
+    SCOPED_TRACE(testing::Message() << "cut at operation " << cut);
+    FaultyFileSystem files;
+    for (const auto& [path, bytes] : restore(cut).first) files.Put(path, bytes);
+    jet::OpenJetDatabase(files, kDatabase, core::Access::ReadWrite)->Close();
+    const bool is_new = files.Contents(kDatabase) == new_;
+    EXPECT_TRUE(is_new || (cut < count && files.Contents(kDatabase) == old_));
+  }
+}
+
+TEST_F(SafeCopyTest, WhatAKilledCopyLeft_IsClearedAndNothingElse) {
+  const Bytes half(old_.begin(), old_.begin() + static_cast<std::ptrdiff_t>(old_.size() / 2));
+  const Bytes mine(3, std::byte{'x'});
+  const auto files = Device();
+  files->Put("/new/FOLVANE-20230102-030405-2.MDB.part", half);
+  files->Put("/new/FOLVANE-replaced-20230102-030405.MDB.part", {});
+  files->Put("/new/FOLVANE.MDB.part", mine);
+  files->Put("/new/FOLVANE-20230102-030406.MDB.part", mine);
+  files->Put("/new/FOLVANE-mine.MDB.part", half);
+  EXPECT_EQ(test::NumberOf([&] { Restore(*files, kCopy, kDatabase, kStamp); }), common::kFileExists);
+  BackUp(*files, kDatabase, kStamp);
+  EXPECT_THAT(files->List("/new"),
+              testing::UnorderedElementsAre("FOLVANE.MDB", "COPY.MDB", kBackup.filename().string(),
+                                            "FOLVANE.MDB.part", "FOLVANE-20230102-030406.MDB.part",
+                                            "FOLVANE-mine.MDB.part"));
+  files->Put("/new/FOLVANE.MDB.part", half);
+  Restore(*files, kCopy, kDatabase, kStamp);
+  EXPECT_FALSE(files->Exists("/new/FOLVANE.MDB.part"));
+}
+
 TEST_F(SafeCopyTest, ACopyThatReadsBackOtherwise_IsRefused) {
   FaultyFileSystem files;
   files.on_read = [](const auto& path, storage::ByteSpan bytes) {  // keeps a byte otherwise than it was told
@@ -117,7 +183,7 @@ TEST_F(SafeCopyTest, ACopyThatReadsBackOtherwise_IsRefused) {
   EXPECT_EQ(files.List("/new"), std::vector<std::string>{"FOLVANE.MDB"});
 }
 
-TEST_F(SafeCopyTest, Restore_RefusesWhatIsNoSoundDatabase) {
+TEST_F(SafeCopyTest, WhatIsNoSoundDatabase_IsRefused) {
   Bytes damaged = new_;
   std::fill(damaged.begin() + 5 * 4096, damaged.begin() + 6 * 4096, std::byte{0x55});
   struct Case {
@@ -128,12 +194,17 @@ TEST_F(SafeCopyTest, Restore_RefusesWhatIsNoSoundDatabase) {
   for (const Case& c : {Case{"text", Bytes(5000, std::byte{'x'}), common::kUnrecognizedFormat},
                         {"empty", {}, common::kUnrecognizedFormat},
                         {"cut", Bytes(new_.begin(), new_.begin() + 4096 * 4), common::kDamagedDatabase},
-                        {"damaged page", damaged, common::kDamagedDatabase}}) {
+                        {"damaged page", damaged, common::kDamagedDatabase},
+                        {"no COMPS", Database("OTHER"), common::kObjectNotFound}}) {
     SCOPED_TRACE(c.name);
     const auto files = Device();
     files->Put(kCopy, c.bytes);
     EXPECT_EQ(test::NumberOf([&] { Restore(*files, kCopy, kDatabase, kStamp); }), c.number);
     EXPECT_EQ(files->Contents(kDatabase), old_);
+    if (c.number == common::kDamagedDatabase) {
+      files->Put(kDatabase, c.bytes);
+      EXPECT_EQ(test::NumberOf([&] { BackUp(*files, kDatabase, kStamp); }), c.number);
+    }
     EXPECT_EQ(files->operations(), 0u) << "nothing was touched";
   }
 }

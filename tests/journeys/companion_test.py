@@ -240,6 +240,28 @@ class Backup(Companion):
         self.succeed('restore', os.path.join(self.target, replaced), '--target', self.target)
         self.assertEqual(read_file(self.database), new)
 
+    def test_copies_keep_rights_and_times_and_follow_no_link(self):
+        self.office(20)
+        os.chmod(self.database, 0o660)
+        if os.getuid() == 0:
+            os.chown(self.database, 1, 2)
+        os.utime(self.database, ns=(10**18, 10**18))
+        facts = lambda path: [getattr(os.stat(path), 'st_' + name) for name in ('mode', 'uid', 'gid', 'mtime_ns')]
+        before = facts(self.database)
+        self.succeed('convert', *self.directories, '--backup', '--yes')
+        copy = os.path.join(self.target, self.copies()[0])
+        self.assertEqual((facts(copy), facts(self.database)[:3]), (before, before[:3]))
+        report = self.path('report.csv')
+        self.succeed('convert', *self.directories, '--duplicates', 'target', '--yes', '--report', report)
+        self.assertEqual(facts(report)[:3], before[:3])
+        os.chmod(copy, 0o600)
+        write_file(self.path('victim'), b'mine')
+        os.symlink(self.path('victim'), self.database + '.part')
+        self.assert_fails(run('restore', copy, '--target', self.target), 'error 58', 'FOLVANE.MDB.part')
+        os.remove(self.database + '.part')
+        self.succeed('restore', copy, '--target', self.target)
+        self.assertEqual((facts(self.database), read_file(self.path('victim'))), (before, b'mine'))
+
     def test_no_backup_without_a_yes(self):
         self.office(5)
         self.assertEqual(self.convert(text_in='n\n').returncode, 3)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 
 #include "common/error.h"
 #include "settings/directory_tokens.h"
@@ -75,7 +76,12 @@ TEST(IniFile, FailedWritesChangeNothing) {
   IniWriteString(directory.place, GetWinDir(directory.place) + "missing\\B.INI", "S", "K", "w");
   fs::create_directory(directory.path("FOLDER.INI"));
   IniWriteString(directory.place, "FOLDER.INI", "S", "K", "w");
-  EXPECT_EQ(directory.FileCount(), 2u);
+  const std::string temporary = ".B.INI." + std::to_string(::getpid()) + ".tmp";
+  fs::create_symlink("A.INI", directory.path(temporary));
+  IniWriteString(directory.place, "B.INI", "S", "K", "w");
+  EXPECT_EQ(directory.Read("A.INI"), "[S]\r\nK=v\r\n") << "nothing is written through a link";
+  EXPECT_TRUE(fs::is_symlink(directory.path(temporary)));
+  EXPECT_EQ(directory.FileCount(), 3u);
 }
 
 TEST(IniFile, WritesThroughLinksAndMakesItsDirectory) {
@@ -89,6 +95,10 @@ TEST(IniFile, WritesThroughLinksAndMakesItsDirectory) {
   IniWriteString(directory.place, "A.INI", "S", "K", "w");
   EXPECT_EQ(directory.Read("real.ini"), "[S]\r\nK=w\r\n");
   EXPECT_TRUE(fs::is_symlink(directory.path("A.INI")));
+  fs::permissions(directory.path("real.ini"), fs::perms::owner_all | fs::perms::group_write);
+  IniWriteString(directory.place, "A.INI", "S", "K", "x");
+  EXPECT_EQ(fs::status(directory.path("real.ini")).permissions(),
+            fs::perms::owner_all | fs::perms::group_write);
 }
 
 TEST(IniFile, IsTheOldOrTheNewOneAfterAPowerCut) {
