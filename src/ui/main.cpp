@@ -1,5 +1,4 @@
 // corvix: the window program.
-#include <QApplication>
 #include <QCommandLineParser>
 #include <QIcon>
 #include <csignal>
@@ -12,6 +11,7 @@
 #include "storage/base/posix_file.h"
 #include "storage/base/standard_descriptors.h"
 #include "storage/engine/file_engine.h"
+#include "ui/application.h"
 #include "ui/file_dialog.h"
 #include "ui/main_window.h"
 #include "ui/message_boxes.h"
@@ -22,36 +22,60 @@ namespace {
 
 using corvix::ui::MainWindow;
 
-/// Directories given on the command line; they go into the boxes for this start and are not saved.
-MainWindow::Directories ReadArguments(QApplication& application) {
-  QCommandLineParser parser;
-  parser.setApplicationDescription("Carries comparables from FoxPro tables into an Access database.");
-  parser.addHelpOption();
-  parser.addVersionOption();
-  const QCommandLineOption source(
-      "source", "Directory of CENTRAL.DBF, COMPS.DBF and PHOTO.DBF, for this start.", "DIR");
-  const QCommandLineOption target("target", "Directory of FOLVANE.MDB, for this start.", "DIR");
-  parser.addOptions({source, target});
-  parser.process(application);
-  const auto directory = [&parser](const QCommandLineOption& option) -> std::optional<std::filesystem::path> {
-    if (!parser.isSet(option)) return std::nullopt;
-    const std::filesystem::path given = parser.value(option).toStdString();
+class Arguments {
+ public:
+  Arguments() {
+    parser_.setApplicationDescription("Carries comparables from FoxPro tables into an Access database.");
+    parser_.addOptions({help_, version_, source_, target_});
+  }
+
+  /// Whether only a text is wanted, which needs no screen.
+  bool AskForText(int argc, char** argv) {
+    parser_.parse(QStringList(argv, argv + argc));
+    return parser_.isSet(help_) || parser_.isSet(version_);
+  }
+  void PrintText() {
+    if (parser_.isSet(help_)) parser_.showHelp();
+    parser_.showVersion();
+  }
+
+  /// Directories for this start; they go into the boxes and are not saved. Ends the program on a mistake.
+  MainWindow::Directories Read(const QApplication& application) {
+    parser_.process(application);
+    return {Directory(source_), Directory(target_)};
+  }
+
+ private:
+  std::optional<std::filesystem::path> Directory(const QCommandLineOption& option) const {
+    if (!parser_.isSet(option)) return std::nullopt;
+    const std::filesystem::path given = parser_.value(option).toStdString();
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::absolute(given, error);
     return error ? given : absolute;
-  };
-  return {directory(source), directory(target)};
-}
+  }
+
+  QCommandLineParser parser_;
+  const QCommandLineOption help_{{"h", "help"}, "Displays help on commandline options."};
+  const QCommandLineOption version_{{"v", "version"}, "Displays version information."};
+  const QCommandLineOption source_{
+      "source", "Directory of CENTRAL.DBF, COMPS.DBF and PHOTO.DBF, for this start.", "DIR"};
+  const QCommandLineOption target_{"target", "Directory of FOLVANE.MDB, for this start.", "DIR"};
+};
 
 int Run(int argc, char** argv) {
-  QApplication application(argc, argv);
-  QApplication::setApplicationName("corvix");
+  QCoreApplication::setApplicationName("corvix");
+  QCoreApplication::setApplicationVersion(QString::fromStdString(corvix::ui::VersionText().substr(8)));
+  Arguments arguments;
+  if (arguments.AskForText(argc, argv)) {
+    const QCoreApplication without_screen(argc, argv);
+    arguments.PrintText();
+  }
+  corvix::ui::Application application(argc, argv);
   QApplication::setApplicationDisplayName({});  // captions stay as they are
-  QApplication::setApplicationVersion(QString::fromStdString(corvix::ui::VersionText().substr(8)));
   QGuiApplication::setDesktopFileName("corvix");
   QApplication::setWindowIcon(QIcon(":/corvix.svg"));
   QApplication::setQuitOnLastWindowClosed(false);  // the main window says when
-  const MainWindow::Directories directories = ReadArguments(application);
+  const MainWindow::Directories directories = arguments.Read(application);
 
   corvix::storage::PosixFileSystem files;
   corvix::ui::MessageBoxes dialogs;
@@ -65,6 +89,7 @@ int Run(int argc, char** argv) {
                        exit_code = code;
                        QCoreApplication::exit(code);
                      }});
+  application.on_failure = [&window](const std::exception& failure) { window.HandlerFailed(failure); };
   const corvix::ui::OrderlyEnd orderly_end([&window] { window.EndInOrder(); });
   if (!window.Load(directories)) return exit_code;
   window.show();

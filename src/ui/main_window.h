@@ -55,6 +55,9 @@ class MainWindow : public QMainWindow {
   /// is made safe, the settings are saved.
   void EndInOrder();
 
+  /// Tells about an error that left the handler of an event.
+  void HandlerFailed(const std::exception& failure) { ShowFailure(common::ErrorOf(failure)); }
+
   const run::RunValues& values() const { return session_.values; }
   bool running() const { return running_; }
 

@@ -173,6 +173,13 @@ class WindowJourney(OfficeCase):
         self.assertEqual(program.wait(timeout=30), 0)
         self.assert_sound()
 
+    def test_texts_need_no_screen(self):
+        environment = dict(self.screen.environment, DISPLAY='')
+        for option, text in ('--version', 'corvix 7.1.14'), ('--help', '--source <DIR>'):
+            program = subprocess.run([WINDOW, option], env=environment, capture_output=True, text=True)
+            self.assertIn(text, program.stdout)
+            self.assertEqual(program.returncode, 0)
+
     def test_a_missing_source_ends_the_start_with_a_message(self):
         os.remove(os.path.join(self.source, 'PHOTO.DBF'))
         program = subprocess.Popen([WINDOW], env=self.screen.environment)

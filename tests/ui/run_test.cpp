@@ -8,6 +8,7 @@
 
 #include "common/error.h"
 #include "core/text_form.h"
+#include "ui/application.h"
 #include "ui/scripted_window.h"
 
 namespace corvix {
@@ -280,6 +281,26 @@ TEST_F(RunTest, AnErrorBeforeTheFirstRecordNamesNone) {
   Convert();
   ASSERT_EQ(dialogs.failures.size(), 1u);
   EXPECT_EQ(dialogs.failures[0].find("K1"), std::string::npos) << dialogs.failures[0];
+}
+
+TEST_F(RunTest, AHandlerThatFailsIsToldAndTheRunGoesOn) {
+  AddDuplicates(3);
+  ASSERT_TRUE(Open());
+  SelectPolicy(run::kUseSource);
+  auto& application = dynamic_cast<ui::Application&>(*QApplication::instance());
+  application.on_failure = [this](const std::exception& failure) { window_->HandlerFailed(failure); };
+  for (const auto& [fail, begin] : std::vector<std::pair<std::function<void()>, std::string>>{
+           {[] { throw std::bad_alloc(); }, "Error # 7 in module "},
+           {[] { throw std::logic_error("odd"); }, "Error # 51 in module "},
+           {[] { throw common::Error(common::kDiskFull); }, "Error # 61 in module "}}) {
+    dialogs.failures.clear();
+    QTimer::singleShot(0, &*window_, fail);
+    Convert();
+    EXPECT_THAT(dialogs.failures, testing::ElementsAre(testing::StartsWith(begin)));
+    EXPECT_EQ(TextOf("lblmsg"), "Conversion complete. (3 records)");
+  }
+  application.on_failure = {};
+  ExpectIdle();
 }
 
 struct ErrorCase : test::NamedCase {
