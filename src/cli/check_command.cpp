@@ -120,13 +120,20 @@ bool CheckTableFile(storage::FileSystem& files, const std::filesystem::path& pat
   return findings.problems() == 0;
 }
 
+/// A file that cannot be looked at keeps none of the others from being checked.
+bool CheckFile(storage::FileSystem& files, const DataFile& file, const CheckOptions& options) {
+  try {
+    return file.kind == DataKind::Database ? CheckDatabaseFile(files, file.path, options)
+                                           : CheckTableFile(files, file.path, options);
+  } catch (const common::Error& error) {
+    SayError(error);
+    return false;
+  }
+}
+
 bool CheckPath(storage::FileSystem& files, const std::string& path, const CheckOptions& options) {
   bool sound = true;
-  for (const DataFile& file : FindData(files, path)) {
-    const bool file_is_sound = file.kind == DataKind::Database ? CheckDatabaseFile(files, file.path, options)
-                                                               : CheckTableFile(files, file.path, options);
-    sound = sound && file_is_sound;
-  }
+  for (const DataFile& file : FindData(files, path)) sound = CheckFile(files, file, options) && sound;
   if (!files.IsDirectory(path)) return sound;
   Findings findings(options, path);
   for (const foxpro::Finding& each : CheckSource(files, path)) findings.Add(true, each.place, each.text);

@@ -5,8 +5,10 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "cli/database_file.h"
 #include "cli/whole_copy.h"
@@ -52,10 +54,16 @@ bool IsTemporaryOf(const fs::path& database, std::string_view name) {
   return name.starts_with('-') && name.find_first_not_of("-0123456789") == std::string_view::npos;
 }
 
-/// Removes what copies of the database left that were killed.
+/// Removes what copies of the database left that were killed; not in a directory that may not be listed.
 void ClearUnfinished(FileSystem& files, const fs::path& database) {
   const fs::path directory = database.parent_path();
-  for (const std::string& name : files.List(directory)) {
+  std::vector<std::string> names;
+  try {
+    names = files.List(directory);
+  } catch (const Error& error) {
+    if (error.number() != common::kPermissionDenied) throw;
+  }
+  for (const std::string& name : names) {
     if (IsTemporaryOf(database, name)) RemoveUnfinished(files, directory / name);
   }
 }

@@ -82,7 +82,7 @@ Error ErrorOf(const std::exception& failure) {
     return Error(kOutOfMemory, "Out of memory; close other programs and try again");
   }
   return Error(kInternalFault, std::string("Internal error, a fault of the program (") + failure.what() +
-                                   "); what was stored is safe, try again and report it when it comes back");
+                                   "); try again, and report it when it comes back");
 }
 
 }  // namespace corvix::common

@@ -375,6 +375,10 @@ class Looking(Companion):
         self.assertEqual([f['kind'] for f in found][-1], 'checked')
         self.assertEqual(found[-1]['problems'], len(found) - 1)
         self.assertGreater(len(found), 1)
+        os.mkdir(os.path.join(self.target, 'A.MDB'))
+        done = run('check', self.target)
+        self.assert_fails(done, 'A.MDB')
+        self.assertIn('FOLVANE.MDB: ', done.stdout)
 
     def test_output_into_head_ends_quietly(self):
         self.office(2000)
