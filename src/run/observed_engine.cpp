@@ -114,6 +114,7 @@ class ObservedDatabase : public core::Database {
   std::unique_ptr<core::RecordSet> OpenTable(std::string_view name) override {
     return std::make_unique<ObservedRecordSet>(database_->OpenTable(name), observer_);
   }
+  void RequireSound(std::string_view table) override { database_->RequireSound(table); }
   void Checkpoint() override { database_->Checkpoint(); }
   void CheckpointWhenDue() override { database_->CheckpointWhenDue(); }
   void Close() override { database_->Close(); }
