@@ -24,27 +24,48 @@ void Notice(const std::string& text) {
   if (auto* dialogs = common::CurrentDialogs()) dialogs->Notice(text);
 }
 
-/// Shows `text` for a missing table and leaves the procedure; other errors are not this rule's.
-common::Rules LeaveOnMissingTable(std::function<std::string()> text) {
-  return [text = std::move(text)](const Error& error) -> std::optional<Action> {
+/// Keeps each error as the source's failure. Shows `text` for a missing table and leaves the procedure; other
+/// errors are not this rule's.
+common::Rules LeaveOnMissingTable(TableSource& source, std::function<std::string()> text) {
+  return [&source, text = std::move(text)](const Error& error) -> std::optional<Action> {
+    source.failure = error;
     if (error.number() != common::kObjectNotFound) return std::nullopt;
     Notice(text());
     return Action::Leave;
   };
 }
 
-common::Rules TargetRules(const std::string& file_name) {
-  return LeaveOnMissingTable([&file_name] {
+common::Rules TargetRules(TableSource& source, const std::string& file_name) {
+  return LeaveOnMissingTable(source, [&file_name] {
     return "The file '" + file_name +
            ".MDB' is missing or is invalid.   Please check the installation path and try again (Setup, "
            "Configuration).";
   });
 }
 
-/// Error 91 where the database could not be opened and the user ignored that.
-std::unique_ptr<RecordSet> OpenTargetTable(const DataAccess& access, const std::string& table_name) {
-  if (!access.TargetDb) throw Error(common::kObjectNotSet, "The target database is not open", table_name);
-  return access.TargetDb->OpenTable(table_name);
+/// A source is connected to what it was asked for or to nothing, never to what it stood for before.
+void Disconnect(TableSource& source) {
+  source.Recordset.reset();
+  source.failure.reset();
+}
+
+void Accept(TableSource& source, std::unique_ptr<RecordSet> records) {
+  source.Recordset = std::move(records);
+  source.failure.reset();
+}
+
+/// The database of that name, as TargetDb too. None where it could not be opened and the user ignored that:
+/// TargetDb is then of an earlier opening, and not what is wanted.
+std::shared_ptr<Database> OpenTarget(DataAccess& access, const std::string& file_name, const Trap& trap) {
+  std::shared_ptr<Database> opened;
+  trap([&] { access.TargetDb = opened = access.engine->OpenDatabase(file_name); });
+  return opened;
+}
+
+void OpenTargetTable(Database* database, TableSource& source, const std::string& table_name,
+                     const Trap& trap) {
+  if (database == nullptr) return;
+  trap([&] { Accept(source, database->OpenTable(table_name)); });
 }
 
 }  // namespace
@@ -53,13 +74,14 @@ std::string TargetFileIn(std::string comps_path) { return CkRSlash(comps_path).a
 
 void Connect2DBF(DataAccess& access, TableSource& source, std::string directory,
                  const std::string& table_name, std::int16_t recordset_type) {
-  const auto rules = LeaveOnMissingTable([&source, &table_name] {
+  const auto rules = LeaveOnMissingTable(source, [&source, &table_name] {
     return "Warning.  The file '" + common::UpperCase(source.DatabaseName + "\\" + table_name) +
            ".DBF' was not found or may be in another directory.  You also may not have this type of data.";
   });
   Procedure(
       "Connect2DBF",
       [&](const Trap& trap) {
+        Disconnect(source);
         std::string file_name;
         trap([&] {
           const std::string tail = table_name.size() < kExtension.size()
@@ -78,8 +100,7 @@ void Connect2DBF(DataAccess& access, TableSource& source, std::string directory,
         trap([&] { source.DatabaseName = StripRChar(directory); });
         source.RecordSource = table_name;
         source.RecordsetType = recordset_type;
-        source.Recordset.reset();
-        trap([&] { source.Recordset = access.engine->OpenFoxProTable(source.DatabaseName, table_name); });
+        trap([&] { Accept(source, access.engine->OpenFoxProTable(source.DatabaseName, table_name)); });
       },
       rules);
 }
@@ -89,12 +110,14 @@ void Connect2Sourcemdb(DataAccess& access, TableSource& source, const std::strin
   Procedure(
       "Connect2Sourcemdb",
       [&](const Trap& trap) {
-        trap([&] { access.TargetDb = access.engine->OpenDatabase(file_name); });
-        if (common::Trim(table_name).empty()) return;
-        trap([&] { source.Recordset = OpenTargetTable(access, table_name); });
+        const bool connects = !common::Trim(table_name).empty();
+        if (connects) Disconnect(source);
+        const auto database = OpenTarget(access, file_name, trap);
+        if (!connects) return;
+        OpenTargetTable(database.get(), source, table_name, trap);
         source.RecordsetType = recordset_type != 0 ? 1 : 0;
       },
-      TargetRules(file_name));
+      TargetRules(source, file_name));
 }
 
 void Connect2mdb(DataAccess& access, TableSource& source, const std::string& file_name,
@@ -102,11 +125,12 @@ void Connect2mdb(DataAccess& access, TableSource& source, const std::string& fil
   Procedure(
       "Connect2mdb",
       [&](const Trap& trap) {
-        trap([&] { access.TargetDb = access.engine->OpenDatabase(file_name); });
-        trap([&] { source.Recordset = OpenTargetTable(access, table_name); });
+        Disconnect(source);
+        const auto database = OpenTarget(access, file_name, trap);
+        OpenTargetTable(database.get(), source, table_name, trap);
         source.RecordsetType = recordset_type;
       },
-      TargetRules(file_name));
+      TargetRules(source, file_name));
 }
 
 void Connect2Data(DataAccess& access, ConversionSources& sources, std::string comp_path,

@@ -1,5 +1,7 @@
 // Connecting table sources to their files: the three source tables of a FoxPro directory and the target table
 // of an Access database. The procedures follow the error convention; Connect2Data has no handler of its own.
+// A source whose connection fails, in whatever way, is left without a record set and with the failure, so
+// that nobody goes on with the table that it stood for before.
 #pragma once
 
 #include <cstdint>
@@ -34,12 +36,12 @@ struct ConversionSources {
 };
 
 /// Connects a source to a FoxPro table. A missing file: a notice, then the end of the program. Error 3011
-/// while opening: a warning, and the source is left without a record set.
+/// while opening: a warning, no more.
 void Connect2DBF(DataAccess& access, TableSource& source, std::string directory,
                  const std::string& table_name, std::int16_t recordset_type);
 
 /// Opens the target database and, when `table_name` is not blank, connects the source to that table. Error
-/// 3011: a notice, and the source is left as it was.
+/// 3011: a notice, no more.
 void Connect2Sourcemdb(DataAccess& access, TableSource& source, const std::string& file_name,
                        const std::string& table_name, std::int16_t recordset_type);
 

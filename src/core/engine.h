@@ -1,6 +1,7 @@
 // What core asks of the storage engines. A host hands a TableEngine down; core never names an engine.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,8 +25,13 @@ class Database {
   virtual void Checkpoint() = 0;
   /// The same when the last one was a second ago: for a run that has stored rows and now stores none.
   virtual void CheckpointWhenDue() {}
+  /// How many checkpoints have succeeded: what was stored before the last of them outlives whatever happens.
+  virtual std::int64_t Checkpoints() const { return 0; }
   /// Checkpoint, then release the file. Idempotent.
   virtual void Close() = 0;
+  /// Releases a file that cannot be closed: what was stored since the last checkpoint is taken back, at the
+  /// latest when the database is opened next. Idempotent.
+  virtual void Abandon() { Close(); }
 };
 
 enum class Access { ReadOnly, ReadWrite };

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "common/error.h"
 #include "core/record_set.h"
 
 namespace corvix::core {
@@ -20,6 +22,7 @@ struct TableSource {
   std::string RecordSource;             ///< the table, without extension
   std::int16_t RecordsetType = 0;       ///< 0 table, 1 dynaset
   std::unique_ptr<RecordSet> Recordset;
+  std::optional<common::Error> failure;  ///< why there is none: of the last connection, where that failed
 
   /// The open record set, or error 91 when the source was never connected.
   RecordSet& Records() const;

@@ -142,6 +142,14 @@ class MemoryRecordSet : public core::RecordSet {
   }
 
   bool HasRow() const override { return buffer_ || current_; }
+  std::int64_t RecordNumber() const override {
+    return current_ ? static_cast<std::int64_t>(*current_) + 1 : 0;
+  }
+  std::string RebuiltIndex() const override { return table_->rebuilt_index; }
+  std::optional<std::string> UnreadableText(std::size_t field) const override {
+    const auto found = table_->unreadable.find({Current(), table_->fields_[field].name});
+    return found == table_->unreadable.end() ? std::nullopt : std::optional(found->second);
+  }
 
   Value Read(std::size_t field) const override {
     Before(Operation::Read, FieldName(field));
@@ -281,12 +289,25 @@ std::unique_ptr<core::RecordSet> MemoryDatabase::OpenTable(std::string_view name
   return std::make_unique<MemoryRecordSet>(found->second, closed_);
 }
 
-void MemoryDatabase::Checkpoint() { ++file_->checkpoints; }
+void MemoryDatabase::RequireSound(std::string_view table) {
+  if (!file_->fault.empty()) throw Error(common::kDamagedDatabase, file_->fault, std::string(table));
+}
+
+void MemoryDatabase::Checkpoint() {
+  if (file_->before_checkpoint) file_->before_checkpoint();
+  ++file_->checkpoints;
+}
+
+std::int64_t MemoryDatabase::Checkpoints() const { return file_->checkpoints; }
 
 void MemoryDatabase::Close() {
   if (*closed_) return;
   Checkpoint();
-  *closed_ = true;
+  Abandon();
+}
+
+void MemoryDatabase::Abandon() {
+  if (std::exchange(*closed_, true)) return;
   --file_->open_connections;
 }
 

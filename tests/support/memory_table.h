@@ -84,6 +84,8 @@ class MemoryTable : public std::enable_shared_from_this<MemoryTable> {
 
   OperationHook before;
   MemoryRow defaults;  ///< values of a new row, by position
+  std::string rebuilt_index;
+  std::map<std::pair<std::size_t, std::string>, std::string> unreadable;  ///< by row and field
   bool read_only = false;
 
  private:
@@ -113,6 +115,8 @@ class MemoryTable : public std::enable_shared_from_this<MemoryTable> {
 struct MemoryDatabaseFile {
   std::map<std::string, std::shared_ptr<MemoryTable>> tables;
   int checkpoints = 0;
+  std::function<void()> before_checkpoint;  ///< what it throws fails the checkpoint
+  std::string fault;                        ///< found before a run's first write
   int open_connections = 0;
 };
 
@@ -121,8 +125,11 @@ class MemoryDatabase : public core::Database {
  public:
   explicit MemoryDatabase(std::shared_ptr<MemoryDatabaseFile> file);
   std::unique_ptr<core::RecordSet> OpenTable(std::string_view name) override;
+  void RequireSound(std::string_view table) override;
   void Checkpoint() override;
+  std::int64_t Checkpoints() const override;
   void Close() override;
+  void Abandon() override;
 
  private:
   std::shared_ptr<MemoryDatabaseFile> file_;

@@ -81,7 +81,7 @@ JetFile::JetFile(std::unique_ptr<Pager> pager, std::unique_ptr<LockFile> lock_fi
 
 JetFile::~JetFile() {
   try {
-    Checkpoint();
+    if (!abandoned_) Checkpoint();
   } catch (...) {
     // Who wants to know closes the database. The journal takes the file back to its last checkpoint.
   }
@@ -98,6 +98,7 @@ OpenTable* JetFile::FindTable(std::string_view name) {
 void JetFile::Checkpoint() {
   if (pager_->dirty()) pager_->Checkpoint();
   last_checkpoint_ = Clock::now();
+  ++checkpoints_;
 }
 
 void JetFile::CheckpointWhenDue() {

@@ -47,6 +47,10 @@ class JetFile {
   void Checkpoint();
   /// A checkpoint when the last one was a second ago.
   void CheckpointWhenDue();
+  /// How many succeeded.
+  std::int64_t checkpoints() const { return checkpoints_; }
+  /// No final checkpoint is tried: what was stored since the last one is taken back by the next opening.
+  void Abandon() { abandoned_ = true; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -61,6 +65,8 @@ class JetFile {
   Catalog catalog_;
   std::map<PageNumber, std::unique_ptr<OpenTable>> tables_;
   Clock::time_point last_checkpoint_ = Clock::now();
+  std::int64_t checkpoints_ = 0;
+  bool abandoned_ = false;
 };
 
 }  // namespace corvix::jet

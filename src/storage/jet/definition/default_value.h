@@ -26,4 +26,7 @@ class DefaultValue {
   core::Field field_;
 };
 
+/// True when new rows get this default value.
+bool CanComputeDefault(std::string_view expression);
+
 }  // namespace corvix::jet
