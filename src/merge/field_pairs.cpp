@@ -44,6 +44,13 @@ FieldPair PairOf(std::string_view name, const core::RecordSet& target) {
   return pair;
 }
 
+common::Error WithSource(const FieldPair& pair, const common::Error& error) {
+  const bool is_about_text = error.number() == common::kTypeMismatch || error.number() == common::kOverflow;
+  if (!is_about_text && error.number() != common::kConversion) return error;
+  const std::string source = pair.source_table.empty() ? pair.name : pair.source_table + "." + pair.name;
+  return {error.number(), source + (is_about_text ? " " : ": ") + error.text(), error.place()};
+}
+
 FieldPairs::FieldPairs(const core::TableSource& source, const core::TableSource& target)
     : key_(FindTargetField(target.Records(), core::kCentralKey)) {
   const core::RecordSet& records = source.Records();

@@ -5,6 +5,7 @@
 //   for (const FieldPair& pair : pairs) ...
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -12,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/error.h"
 #include "core/table_source.h"
 
 namespace corvix::merge {
@@ -52,6 +54,19 @@ struct FieldPair {
 
 /// The pair of a source field of that name, for values that are given as text.
 FieldPair PairOf(std::string_view name, const core::RecordSet& target);
+
+/// The error of a value that does not convert, with where the value came from: "COMPS.YEARBUILT 'N/A' is not
+/// a number", "CENTRAL.LOTSIZE: Field 'LOTSIZE' … cannot hold 'N/A'". Other errors as they are.
+common::Error WithSource(const FieldPair& pair, const common::Error& error);
+
+/// Runs a statement that stores a value of the pair's source; its error tells where the value came from.
+void NamingSource(const FieldPair& pair, std::invocable auto&& statement) {
+  try {
+    statement();
+  } catch (const common::Error& error) {
+    throw WithSource(pair, error);
+  }
+}
 
 class FieldPairs {
  public:

@@ -28,15 +28,17 @@ void StoreFolvaneField(core::TableSource& target, std::string_view field_name, s
 void StoreFolvaneField(core::TableSource& target, const FieldPair& pair, std::string& data) {
   common::Procedure("StoreFolvaneField", [&](const common::Trap& trap) {
     if (pair.rule == StoreRule::SaleDate) {
-      trap([&] { SetSaleDate(target, data); });
+      trap([&] { NamingSource(pair, [&] { SetSaleDate(target, data); }); });
       return;
     }
     if (IsGuardedKey(target, pair)) return;
     if (pair.rule == StoreRule::Text) common::CurrentProc = core::kTrim2Size;
     trap([&] {
       Decision decision = Decide(pair, data);
-      if (decision.error) throw *decision.error;
-      if (decision.value) target.Records().Write(decision.target.position, *std::move(decision.value));
+      NamingSource(pair, [&] {
+        if (decision.error) throw *decision.error;
+        if (decision.value) target.Records().Write(decision.target.position, *std::move(decision.value));
+      });
     });
   });
 }

@@ -40,7 +40,9 @@ void MergeCentralData(const FieldPairs& pairs, core::TableSource& central, core:
         if (!text.empty()) continue;
       }
       GetFieldData(central, pair.listed_at, text);
-      trap([&] { target.Records().Write(pair.plain.position, core::Value(text)); });
+      trap([&] {
+        NamingSource(pair, [&] { target.Records().Write(pair.plain.position, core::Value(text)); });
+      });
     }
   });
 }
