@@ -24,7 +24,7 @@ ExitCode ConvertOne(const OfficeOptions& office, bool json) {
   const RunResult result = ConvertOffice(office, input);
   if (json) {
     Print(run::ToJson(result.summary) + "\n");
-  } else if (result.code != ExitCode::Failed || result.summary.records > 0) {
+  } else {
     Print(run::ToText(result.summary));
   }
   return result.code;

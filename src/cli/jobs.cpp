@@ -78,15 +78,15 @@ RunResult ConvertJob(const Job& job, LineReader& input) {
 }
 
 std::string TableHead() {
-  return fmt::format("{:>5}  {:<8}{:>9}{:>9}{:>12}{:>9}{:>9}{:>9}  {}\n", "line", "result", "records",
-                     "added", "overwritten", "kept", "photos", "seconds", "target");
+  return fmt::format("{:>5}  {:<8}{:>9}{:>9}{:>12}{:>9}{:>9}{:>9}{:>9}  {}\n", "line", "result", "records",
+                     "added", "overwritten", "kept", "refused", "photos", "seconds", "target");
 }
 
 std::string TableLine(const Job& job, const RunResult& result) {
   const run::Summary& done = result.summary;
-  return fmt::format("{:>5}  {:<8}{:>9}{:>9}{:>12}{:>9}{:>9}{:>9.2f}  {}\n", job.line,
+  return fmt::format("{:>5}  {:<8}{:>9}{:>9}{:>12}{:>9}{:>9}{:>9}{:>9.2f}  {}\n", job.line,
                      ResultName(result.code), done.records, done.added, done.overwritten, done.kept,
-                     done.photo_lines, done.seconds, job.office.conversion.target);
+                     done.Refused(), done.photo_lines, done.seconds, job.office.conversion.target);
 }
 
 /// Why an office failed, in a line.
@@ -94,7 +94,8 @@ std::string FailureLine(const Job& job, const run::Summary& summary) {
   std::string why = summary.status;
   if (!summary.messages.empty()) why = summary.messages.back();
   if (summary.error) why = run::FailureText(*summary.error);
-  return fmt::format("line {} failed: {}\n", job.line, ShownText(why));
+  return fmt::format("line {} failed: {}{}\n", job.line, ShownText(why),
+                     summary.ChangedNothing() ? " Nothing was converted." : "");
 }
 
 }  // namespace

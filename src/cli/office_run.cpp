@@ -49,12 +49,8 @@ class OfficeRun {
       SayError(error);
       return {.code = ExitCode::Failed, .summary = {.messages = {error.what()}}};
     }
-    const auto start = std::chrono::steady_clock::now();
-    std::optional<run::Summary::Failure> failure;
-    RunResult result{.code = RunAndClose(session_, host_, failure), .summary = host_.Result()};
-    result.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    result.summary.error = failure;
-    if (failure) Say(run::FailureText(*failure));
+    RunResult result = RunAndClose(session_, host_);
+    if (result.summary.error) Say(run::FailureText(*result.summary.error));
     EndReport(result);
     return result;
   }
@@ -67,6 +63,10 @@ class OfficeRun {
             .record_done =
                 [this](const run::RecordEvent& event) {
                   if (report_) report_->Write(report_->format().Record(accountant_.Take(event)));
+                },
+            .taken_back =
+                [this](const run::TakenBack& record) {
+                  if (report_) report_->Write(report_->format().TakenBack(record));
                 }};
   }
 

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "common/error.h"
 #include "core/text_form.h"
@@ -32,7 +33,11 @@ class PlainHost : public run::Host {
   run::Gauge& gauprogress() override { return gauge_; }
   void SetBusyPointer(bool) override {}
   void FocusTargetFileName() override {}
+  void IndexesRebuilt(const std::vector<run::RebuiltIndex>& rebuilt) override {
+    summary_.rebuilt_indexes = rebuilt;
+  }
   void RecordDone(const run::RecordEvent& event) override { summary_.Count(event); }
+  void RecordTakenBack(const run::TakenBack& record) override { summary_.TakeBack(record); }
 
  protected:
   int BarPosition() const { return gauge_.value(); }

@@ -75,24 +75,17 @@ ExitCode Preview(const PreviewOptions& options) {
   SetValues(session.values, options.conversion);
   PreviewHost host(accountant,
                    {.boxes = BoxesOf(options.conversion), .json = options.json, .changes = options.changes});
-  const auto start = std::chrono::steady_clock::now();
-  std::optional<run::Summary::Failure> failure;
-  ExitCode code = ExitCode::Done;
+  PreviewResult result;
   {
     const InterruptGuard interrupts;
-    code = RunAndClose(session, host, failure);
+    result.run = RunAndClose(session, host);
   }
-
-  PreviewResult result{.code = code, .summary = host.Result()};
-  result.summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  result.summary.error = failure;
   result.would_ask = host.would_ask();
-  result.refused = host.refused();
   result.size = Forecast(files, overlay, common::HostPath(session.paths.CompsFile));
   Print(options.json ? ResultJson(result) : ResultText(result));
-  if (failure) Say(run::FailureText(*failure));
+  if (result.run.summary.error) Say(run::FailureText(*result.run.summary.error));
   const bool fits = !result.size || result.size->Fits();
-  return code == ExitCode::Done && !fits ? ExitCode::Failed : code;
+  return result.run.code == ExitCode::Done && !fits ? ExitCode::Failed : result.run.code;
 }
 
 }  // namespace

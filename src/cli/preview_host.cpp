@@ -41,7 +41,6 @@ void PreviewHost::RecordDone(const run::RecordEvent& event) {
   Print(json_ ? RecordJson(account, Tense::Would, changes_) + "\n"
               : RecordText(account, Tense::Would, changes_));
   if (event.outcome == run::Outcome::Kept && event.asked) ++would_ask_;
-  if (event.outcome == run::Outcome::NotAdded) ++refused_;
   progress_.Show(BarPosition(), event.number, event.key);
 }
 

@@ -23,7 +23,6 @@ class PreviewHost : public PlainHost {
   PreviewHost(run::Accountant& accountant, Options options);
 
   std::int64_t would_ask() const { return would_ask_; }
-  std::int64_t refused() const { return refused_; }
 
   bool AskYesNo(std::string_view) override { return true; }
   common::DeviceAnswer AskDevice(std::string_view text) override;
@@ -37,7 +36,6 @@ class PreviewHost : public PlainHost {
   bool changes_;
   ProgressLine progress_;
   std::int64_t would_ask_ = 0;
-  std::int64_t refused_ = 0;
 };
 
 }  // namespace corvix::cli

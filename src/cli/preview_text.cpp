@@ -57,13 +57,13 @@ std::string WarningsText(const run::Review& review) {
 }
 
 std::string ResultText(const PreviewResult& result) {
-  std::string text = fmt::format("\nResult: {}\n{}", ResultWords(result.code), run::ToText(result.summary));
+  std::string text =
+      fmt::format("\nResult: {}\n{}", ResultWords(result.run.code), run::ToText(result.run.summary));
   const auto out = std::back_inserter(text);
-  fmt::format_to(out, "would ask    {:>9}  (counted as kept)\nrefused      {:>9}\n", result.would_ask,
-                 result.refused);
-  for (const std::string& message : result.summary.messages)
+  fmt::format_to(out, "would ask    {:>9}  (counted as kept)\n", result.would_ask);
+  for (const std::string& message : result.run.summary.messages)
     fmt::format_to(out, "message      {}\n", ShownText(message));
-  fmt::format_to(out, "status       {}\n", ShownText(result.summary.status));
+  fmt::format_to(out, "status       {}\n", ShownText(result.run.summary.status));
   if (!result.size) return text;
   const SizeForecast& size = *result.size;
   fmt::format_to(out,
@@ -108,10 +108,10 @@ std::string WarningsJson(const run::Review& review) {
 std::string ResultJson(const PreviewResult& result) {
   JsonObject object;
   object.Text("kind", "result")
-      .Text("result", ResultName(result.code))
+      .Text("result", ResultName(result.run.code))
       .Number("would_ask", result.would_ask)
-      .Number("refused", result.refused)
-      .Raw("summary", run::ToJson(result.summary));
+      .Number("refused", result.run.summary.Refused())
+      .Raw("summary", run::ToJson(result.run.summary));
   if (const auto& size = result.size) {
     object.Raw("size", JsonObject()
                            .Number("before", size->before)

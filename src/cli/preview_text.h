@@ -5,8 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/exit_code.h"
-#include "run/report.h"
+#include "cli/report_format.h"
 #include "run/source_review.h"
 
 namespace corvix::cli {
@@ -23,10 +22,8 @@ struct SizeForecast {
 };
 
 struct PreviewResult {
-  ExitCode code = ExitCode::Done;
-  run::Summary summary;
+  RunResult run;
   std::int64_t would_ask = 0;  ///< a part of the records that are kept
-  std::int64_t refused = 0;    ///< new rows that would not be stored
   std::optional<SizeForecast> size;
 };
 

@@ -16,6 +16,7 @@ constexpr int kKeyWidth = 35;
 
 std::string_view OutcomeWords(std::string_view name) {
   if (name == "skipped_blank") return "no key";
+  if (name == "unreadable") return "the key cannot be read";
   return name == "would_ask" ? "would ask" : name;
 }
 
@@ -43,6 +44,7 @@ std::string ChangeJson(const run::RowChange& row) {
 std::string LostJson(const run::LostValue& lost) {
   return JsonObject()
       .Text("table", lost.table)
+      .Number("source_record", lost.record)
       .Text("field", lost.field)
       .Text("value", lost.value)
       .Text("why", lost.why)
@@ -55,6 +57,8 @@ std::string_view OutcomeName(const run::RecordEvent& event, Tense tense) {
   switch (event.outcome) {
     case run::Outcome::Blank:
       return "skipped_blank";
+    case run::Outcome::Unreadable:
+      return "unreadable";
     case run::Outcome::Added:
       return "added";
     case run::Outcome::NotAdded:
@@ -69,8 +73,8 @@ std::string_view OutcomeName(const run::RecordEvent& event, Tense tense) {
 
 std::string RecordText(const run::RecordAccount& account, Tense tense, bool changes) {
   const run::RecordEvent& event = account.event;
-  std::string text = fmt::format("{:>7}  {:<{}}  {}", event.number, ShownText(event.key), kKeyWidth,
-                                 OutcomeWords(OutcomeName(event, tense)));
+  std::string text = fmt::format("{:>7}  {:>7}  {:<{}}  {}", event.number, event.record, ShownText(event.key),
+                                 kKeyWidth, OutcomeWords(OutcomeName(event, tense)));
   const auto out = std::back_inserter(text);
   if (event.photo_lines > 0)
     fmt::format_to(out, ", {} photo{}", event.photo_lines, event.photo_lines == 1 ? "" : "s");
@@ -78,6 +82,8 @@ std::string RecordText(const run::RecordAccount& account, Tense tense, bool chan
   for (std::size_t i = 0; i < event.errors.size(); ++i) {
     fmt::format_to(out, "{:9}error {}: {}\n", "", event.errors[i], ShownText(event.error_texts[i]));
   }
+  for (const std::string& box : event.left_out)
+    fmt::format_to(out, "{:9}a step was left out: {}\n", "", ShownText(box));
   if (!changes) return text;
   for (const run::RowChange& row : account.changes) {
     if (!common::EqualIgnoringCase(row.key, event.key))
@@ -88,8 +94,8 @@ std::string RecordText(const run::RecordAccount& account, Tense tense, bool chan
     }
   }
   for (const run::LostValue& lost : account.lost) {
-    fmt::format_to(out, "{:9}not stored, {}.{} '{}': {}\n", "", lost.table, lost.field,
-                   ShownText(common::TrimRight(lost.value)), ShownText(lost.why));
+    fmt::format_to(out, "{:9}not stored, {} record {}, {} '{}': {}\n", "", lost.table, lost.record,
+                   lost.field, ShownText(common::TrimRight(lost.value)), ShownText(lost.why));
   }
   return text;
 }
@@ -99,15 +105,28 @@ std::string RecordJson(const run::RecordAccount& account, Tense tense, bool chan
   JsonObject object;
   object.Text("kind", "record")
       .Number("record", event.number)
+      .Number("source_record", event.record)
       .Text("key", event.key)
       .Text("outcome", OutcomeName(event, tense))
       .Number("photo_lines", event.photo_lines)
       .Raw("errors", ErrorsJson(event));
+  if (!event.left_out.empty()) {
+    object.Raw("left_out", JsonArray(event.left_out, [](const std::string& box) {
+                 std::string text;
+                 core::AppendJsonText(text, box);
+                 return text;
+               }));
+  }
   if (changes) {
     object.Raw("changes", JsonArray(account.changes, ChangeJson))
         .Raw("not_stored", JsonArray(account.lost, LostJson));
   }
   return object.Finish();
+}
+
+std::string_view TakenBackWords(const run::TakenBack& record) {
+  if (record.row) return record.outcome == run::Outcome::Added ? "the added row" : "the overwrite";
+  return record.photo_lines > 0 ? "the photo list" : "the comps data of the added row";
 }
 
 }  // namespace corvix::cli

@@ -13,6 +13,7 @@ namespace {
 struct Line {
   std::string_view kind;
   std::string record;
+  std::string source_record;
   std::string key;
   std::string_view outcome;
   std::string row;
@@ -51,9 +52,9 @@ void AppendCell(std::string& out, std::string_view cell) {
 }
 
 std::string Csv(const Line& line) {
-  const std::array<std::string_view, 9> cells{line.kind,      line.record,    line.key,
-                                              line.outcome,   line.row,       line.field,
-                                              line.old_value, line.new_value, line.note};
+  const std::array<std::string_view, 10> cells{
+      line.kind, line.record, line.source_record, line.key,       line.outcome,
+      line.row,  line.field,  line.old_value,     line.new_value, line.note};
   std::string text;
   for (std::size_t i = 0; i < cells.size(); ++i) {
     if (i > 0) text += ',';
@@ -65,7 +66,7 @@ std::string Csv(const Line& line) {
 class CsvReport : public ReportFormat {
  public:
   std::string Begin(const std::vector<Fact>& facts) const override {
-    std::string text = "kind,record,key,outcome,row,field,old,new,note\r\n";
+    std::string text = "kind,record,source record,key,outcome,row,field,old,new,note\r\n";
     for (const auto& [name, value] : facts) text += Csv({.kind = "run", .field = name, .new_value = value});
     return text;
   }
@@ -91,6 +92,7 @@ class CsvReport : public ReportFormat {
     const auto line = [&](std::string_view kind) {
       return Line{.kind = kind,
                   .record = fmt::format("{}", event.number),
+                  .source_record = fmt::format("{}", event.record),
                   .key = event.key,
                   .outcome = OutcomeName(event, Tense::Done)};
     };
@@ -109,6 +111,7 @@ class CsvReport : public ReportFormat {
     }
     for (const run::LostValue& lost : account.lost) {
       Line left = line("not stored");
+      left.source_record = fmt::format("{}", lost.record);  // in the table of the field
       left.field = lost.table + "." + lost.field;
       left.old_value = lost.value;
       left.note = lost.why;
@@ -120,7 +123,20 @@ class CsvReport : public ReportFormat {
       error.note = event.error_texts[i];
       text += Csv(error);
     }
+    for (const std::string& box : event.left_out) {
+      Line left_out = line("left out");
+      left_out.note = box;
+      text += Csv(left_out);
+    }
     return text;
+  }
+
+  std::string TakenBack(const run::TakenBack& record) const override {
+    return Csv({.kind = "taken back",
+                .record = fmt::format("{}", record.number),
+                .source_record = fmt::format("{}", record.record),
+                .key = record.key,
+                .note = std::string(TakenBackWords(record))});
   }
 
   std::string End(const RunResult& result) const override {
@@ -128,6 +144,9 @@ class CsvReport : public ReportFormat {
     for (const auto& [name, count] : Totals(result.summary)) {
       text += Csv({.kind = "total", .field = std::string(name), .new_value = fmt::format("{}", count)});
     }
+    text += Csv({.kind = "ended", .note = run::EndText(result.summary)});
+    for (const run::RebuiltIndex& index : result.summary.rebuilt_indexes)
+      text += Csv({.kind = "index", .field = index.table + ".CENTRALKEY", .note = index.why});
     for (const std::string& message : result.summary.messages)
       text += Csv({.kind = "message", .note = message});
     text += Csv({.kind = "status", .note = result.summary.status});

@@ -32,10 +32,17 @@ class TextReport : public ReportFormat {
     return fmt::format("{:<12}{}\n", fact.first, ShownText(fact.second));
   }
 
-  std::string RecordsHead() const override { return "\nRecords (number, key, outcome, changed fields)\n"; }
+  std::string RecordsHead() const override {
+    return "\nRecords (number, number in CENTRAL.DBF, key, outcome, changed fields)\n";
+  }
 
   std::string Record(const run::RecordAccount& account) const override {
     return RecordText(account, Tense::Done, true);
+  }
+
+  std::string TakenBack(const run::TakenBack& record) const override {
+    return fmt::format("{:>7}  {:>7}  {}  taken back: {}\n", record.number, record.record,
+                       ShownText(record.key), TakenBackWords(record));
   }
 
   std::string End(const RunResult& result) const override {
@@ -80,6 +87,17 @@ class JsonReport : public ReportFormat {
     return RecordJson(account, Tense::Done, true) + "\n";
   }
 
+  std::string TakenBack(const run::TakenBack& record) const override {
+    return JsonObject()
+               .Text("kind", "taken_back")
+               .Number("record", record.number)
+               .Number("source_record", record.record)
+               .Text("key", record.key)
+               .Text("what", TakenBackWords(record))
+               .Finish() +
+           "\n";
+  }
+
   std::string End(const RunResult& result) const override {
     return JsonObject()
                .Text("kind", "end")
@@ -115,12 +133,19 @@ std::string_view ResultName(ExitCode code) {
 }
 
 std::vector<std::pair<std::string_view, std::int64_t>> Totals(const run::Summary& summary) {
+  std::int64_t incomplete = 0;
+  for (const auto& each : summary.incomplete) incomplete += std::ssize(each.keys);
   return {{"records", summary.records},
           {"added", summary.added},
           {"overwritten", summary.overwritten},
           {"kept", summary.kept},
+          {"refused", summary.Refused()},
           {"skipped_blank", summary.skipped_blank},
-          {"photo_lines", summary.photo_lines}};
+          {"unreadable", summary.unreadable},
+          {"taken_back", summary.taken_back},
+          {"photo_lines", summary.photo_lines},
+          {"incomplete", incomplete},
+          {"unreadable_values", summary.unreadable_values}};
 }
 
 }  // namespace corvix::cli

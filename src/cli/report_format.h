@@ -2,8 +2,9 @@
 // nothing, so that a report is complete up to the record in hand whatever ends the run.
 //
 //   .txt           lines for people
-//   .csv           one table: kind, record, key, outcome, row, field, old, new, note (RFC 4180, UTF-8)
-//   .jsonl .json   one object a line, told apart by "kind": run, file, note, record, end
+//   .csv           one table: kind, record, source record, key, outcome, row, field, old, new, note (RFC
+//   4180, UTF-8) .jsonl .json   one object a line, told apart by "kind": run, file, note, record, taken_back,
+//   end
 #pragma once
 
 #include <memory>
@@ -38,6 +39,8 @@ class ReportFormat {
   /// What stands above the records.
   virtual std::string RecordsHead() const { return {}; }
   virtual std::string Record(const run::RecordAccount& account) const = 0;
+  /// After the records: one that was told before, and is not in the database after all.
+  virtual std::string TakenBack(const run::TakenBack& record) const = 0;
   virtual std::string End(const RunResult& result) const = 0;
 };
 

@@ -143,6 +143,16 @@ void TerminalHost::Yield(run::RunValues& values) {
   values.EscapeState = AskWhetherToGoOn() ? run::kEscapeContinue : run::kEscapeStop;
 }
 
+void TerminalHost::IndexesRebuilt(const std::vector<run::RebuiltIndex>& rebuilt) {
+  PlainHost::IndexesRebuilt(rebuilt);
+  for (const run::RebuiltIndex& each : rebuilt) Show(run::RebuiltIndexText({each}));
+}
+
+void TerminalHost::RecordTakenBack(const run::TakenBack& record) {
+  PlainHost::RecordTakenBack(record);
+  if (options_.taken_back) options_.taken_back(record);
+}
+
 void TerminalHost::RecordDone(const run::RecordEvent& event) {
   PlainHost::RecordDone(event);
   if (options_.record_done) options_.record_done(event);

@@ -23,6 +23,8 @@ class TerminalHost : public PlainHost {
     std::function<void()> confirmed;
     /// Called for each record that is done.
     std::function<void(const run::RecordEvent&)> record_done;
+    /// Called for each record that is taken back.
+    std::function<void(const run::TakenBack&)> taken_back;
   };
 
   /// Both must outlive the host.
@@ -33,7 +35,9 @@ class TerminalHost : public PlainHost {
   common::DeviceAnswer AskDevice(std::string_view text) override;
   void ShowDuplicatePrompt(run::RunValues& values) override;
   void Yield(run::RunValues& values) override;
+  void IndexesRebuilt(const std::vector<run::RebuiltIndex>& rebuilt) override;
   void RecordDone(const run::RecordEvent& event) override;
+  void RecordTakenBack(const run::TakenBack& record) override;
 
  private:
   /// Offered answers, in lower case and with different first letters.

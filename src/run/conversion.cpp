@@ -9,7 +9,11 @@
 #include "core/text_form.h"
 #include "merge/photos.h"
 #include "merge/table_merge.h"
+#include "run/busy_pointer.h"
+#include "run/device_answers.h"
 #include "run/gauge.h"
+#include "run/run_start.h"
+#include "run/unreadable_values.h"
 
 namespace corvix::run {
 namespace {
@@ -22,44 +26,16 @@ using core::TableSource;
 
 constexpr double kBlack = 0;
 
-/// Restores the normal pointer on every way out of a run.
-class BusyPointer {
- public:
-  explicit BusyPointer(Host& host) : host_(host) {}
-  ~BusyPointer() { Restore(); }
-  BusyPointer(const BusyPointer&) = delete;
-  BusyPointer& operator=(const BusyPointer&) = delete;
-  void Show() {
-    shown_ = true;
-    host_.SetBusyPointer(true);
-  }
-  void Restore() {
-    if (std::exchange(shown_, false)) host_.SetBusyPointer(false);
-  }
-
- private:
-  Host& host_;
-  bool shown_ = false;
-};
-
-/// Tells the host about a record when it is done, also when an error carries the run out of it.
-class RecordReport {
- public:
-  RecordReport(Host& host, RecordEvent& event) : host_(host), event_(event) {}
-  ~RecordReport() { host_.RecordDone(event_); }
-  RecordReport(const RecordReport&) = delete;
-  RecordReport& operator=(const RecordReport&) = delete;
-
- private:
-  Host& host_;
-  RecordEvent& event_;
-};
-
 /// One run. The unit that an error skips is one action: each is a statement of its own under the trap.
 class Conversion {
  public:
-  Conversion(Session& session, Host& host)
-      : session_(session), host_(host), values_(session.values), sources_(session.sources), pointer_(host) {}
+  Conversion(Session& session, Host& host, DeviceAnswers& answers)
+      : session_(session),
+        host_(host),
+        answers_(answers),
+        values_(session.values),
+        sources_(session.sources),
+        pointer_(host) {}
 
   RunEnd Run() {
     const common::Rules rules = [this](const Error& error) { return Settle(error); };
@@ -69,6 +45,18 @@ class Conversion {
   }
 
  private:
+  /// Accounts for the record in hand when it is done, also when an error carries the run out of it.
+  class RecordInHand {
+   public:
+    explicit RecordInHand(Conversion& run) : run_(run) {}
+    ~RecordInHand() { run_.RecordDone(); }
+    RecordInHand(const RecordInHand&) = delete;
+    RecordInHand& operator=(const RecordInHand&) = delete;
+
+   private:
+    Conversion& run_;
+  };
+
   void Steps(const Trap& trap) {
     trap([&] { RefreshPaths(); });
     DisplayMessage(host_.lblmsg(), "Press Esc to interrupt the conversion", kBlack);
@@ -82,16 +70,21 @@ class Conversion {
     });
     values_.EscapeState = kEscapeNone;
     values_.AskResult = kAskNo;
+    if (const auto failure = ConnectionFailure(sources_)) return Refuse(*failure);
+    target_ = session_.access.TargetDb;
     pointer_.Show();
     record_number_ = 1;
     trap([&] { record_total_ = sources_.datCentral.Records().RecordCount(); });
-    trap([&] { sources_.datcomps.Records().SelectIndex(kCentralKey); });
-    trap([&] { sources_.datphoto.Records().SelectIndex(kCentralKey); });
-    trap([&] { sources_.datCentral.Records().SelectIndex(kCentralKey); });
-    trap([&] { sources_.datCentral.Records().MoveFirst(); });
+    if (const auto failure = MakeReady(session_, host_, trap)) return Refuse(*failure);
     Walk(trap);
-    trap([&] { Checkpoint(); });
+    MakeSafe(trap);
     Finish(trap);
+  }
+
+  /// Nothing is done rather than something else than what was asked for.
+  void Refuse(const Error& failure) {
+    session_.ended_by = failure;
+    DisplayMessage(host_.lblmsg(), "Nothing was converted", kBlack);
   }
 
   void RefreshPaths() {
@@ -122,13 +115,16 @@ class Conversion {
         return;
       }
       ConvertRecord(trap);
-      trap([&] {
-        if (session_.access.TargetDb) session_.access.TargetDb->CheckpointWhenDue();
-      });
-      trap([&] { host_.Yield(values_); });
+      trap([&] { target_->CheckpointWhenDue(); });
+      Yield(trap);
       if (Interrupted()) return;
       trap([&] { sources_.datCentral.Records().MoveNext(); });
     }
+  }
+
+  void Yield(const Trap& trap) {
+    const DeviceAnswers::Pause only_checkpoints(answers_);
+    trap([&] { host_.Yield(values_); });
   }
 
   /// Settles what the yield brought; true: the user wants the run to end.
@@ -140,13 +136,18 @@ class Conversion {
   }
 
   void ConvertRecord(const Trap& trap) {
-    event_ = RecordEvent{.number = static_cast<std::int64_t>(record_number_)};
+    event_ = RecordEvent{.number = static_cast<std::int64_t>(record_number_),
+                         .record = sources_.datCentral.Records().RecordNumber()};
+    marks_ = {};
     {
-      const RecordReport report(host_, event_);
+      const RecordInHand in_hand(*this);
       std::string key = UpperKey(core::GetFieldData(sources_.datCentral, kCentralKey));
       values_.CurrentKey = key;
+      values_.CurrentRecord = event_.record;
       event_.key = key;
-      if (!key.empty()) {
+      if (key.empty()) {
+        RequireBlankKey();
+      } else {
         if (Found(trap, sources_.DATFOLVANE, key)) {
           MergeExisting(trap, key);
         } else {
@@ -160,6 +161,24 @@ class Conversion {
     record_number_ += 1;
   }
 
+  void RecordDone() {
+    event_.left_out = answers_.TakeLeftOut();
+    host_.RecordDone(event_);
+    session_.unsafe.Add(event_, marks_, target_->Checkpoints());
+  }
+
+  /// A key that cannot be read is no blank one.
+  void RequireBlankKey() {
+    std::string text;
+    try {
+      const core::RecordSet& records = sources_.datCentral.Records();
+      records.ReadText(core::RequireField(records, kCentralKey), text);
+    } catch (const Error& error) {
+      event_.outcome = Outcome::Unreadable;
+      Note(error);
+    }
+  }
+
   /// The target has the key. Lookups may replace the working key by the key fitted to a field's width, and
   /// the later lookups of the record then use that.
   void MergeExisting(const Trap& trap, std::string& key) {
@@ -169,15 +188,16 @@ class Conversion {
     if (!WantsOverwrite(trap)) return;
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginEdit(); });
+    NoteUnreadable(central_values_, sources_.datCentral);
     trap([&] {
       merge::MergeCentralData(Pairs(central_pairs_, sources_.datCentral), sources_.datCentral, target,
                               merge::kReplaceIfEmpty);
     });
-    event_.merged_comps = true;
     trap([&] { MergeComps(); });
     trap([&] {
       target.Records().Store();
       event_.outcome = Outcome::Overwritten;
+      marks_.row = target_->Checkpoints();
     });
   }
 
@@ -186,6 +206,7 @@ class Conversion {
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginAdd(); });
     event_.merged_central = true;
+    NoteUnreadable(central_values_, sources_.datCentral);
     trap([&] {
       merge::MergeData(Pairs(central_pairs_, sources_.datCentral), sources_.datCentral, target,
                        merge::kReplace);
@@ -193,13 +214,16 @@ class Conversion {
     trap([&] {
       target.Records().Store();
       event_.outcome = Outcome::Added;
+      marks_.row = target_->Checkpoints();
     });
     // Storing an added row does not make it current, so it is looked up again.
     if (Found(trap, sources_.datcomps, key) && FoundCopy(trap, target, key)) {
       trap([&] { target.Records().BeginEdit(); });
-      event_.merged_comps = true;
       trap([&] { MergeComps(); });
-      trap([&] { target.Records().Store(); });
+      trap([&] {
+        target.Records().Store();
+        if (marks_.row) marks_.later = target_->Checkpoints();
+      });
     }
     if (values_.ConvertPhotosFlag != 0 && FoundCopy(trap, sources_.datphoto, key) &&
         Found(trap, target, key)) {
@@ -208,6 +232,7 @@ class Conversion {
   }
 
   void MergeComps() {
+    if (!std::exchange(event_.merged_comps, true)) NoteUnreadable(comps_values_, sources_.datcomps);
     merge::MergeData(Pairs(comps_pairs_, sources_.datcomps), sources_.datcomps, sources_.DATFOLVANE,
                      merge::kReplace);
   }
@@ -219,13 +244,19 @@ class Conversion {
     return *resolved;
   }
 
+  void NoteUnreadable(std::optional<UnreadableValues>& values, const TableSource& source) {
+    if (!values) values.emplace(source);
+    values->AppendTo(event_.unreadable);
+  }
+
   bool WantsOverwrite(const Trap& trap) {
     if (values_.DupMode == kUseSource) return true;
     if (values_.DupMode != kAskEachTime) return false;
     if (values_.AskResult != kAskOverwriteAll) {
-      trap([&] { Checkpoint(); });
+      MakeSafe(trap);
       event_.asked = true;
       trap([&] { host_.ShowDuplicatePrompt(values_); });
+      session_.access.TargetDb = target_;  // the prompt has opened what its box names
     }
     return values_.AskResult == kAskYes || values_.AskResult == kAskOverwriteAll;
   }
@@ -234,6 +265,7 @@ class Conversion {
     trap([&] {
       if (!photo_fields_) photo_fields_.emplace(sources_.datphoto);
       event_.photo_lines += merge::MergePhoto(*photo_fields_, sources_, key);
+      if (event_.photo_lines > 0) marks_.photos = target_->Checkpoints();
     });
   }
 
@@ -264,8 +296,10 @@ class Conversion {
   }
 
   /// A lookup as a condition: one that fails counts as not found. `key` may become the fitted key.
+  /// So does one in a table that could not be opened, which has been told.
   static bool Found(const Trap& trap, TableSource& source, std::string& key) {
     bool found = false;
+    if (!source.Recordset) return found;
     trap([&] { found = core::FindRecord(source, key, kCentralKey); });
     return found;
   }
@@ -279,22 +313,33 @@ class Conversion {
   static std::string UpperKey(const std::string& key) { return common::UpperCase(common::Trim(key)); }
 
   void ShowNotice(const Trap& trap, std::string_view text) {
-    trap([&] { Checkpoint(); });
+    MakeSafe(trap);
     host_.Notice(text);
   }
 
-  /// Nothing that was stored is at risk while the program waits for a person or after a run.
-  void Checkpoint() {
-    if (session_.access.TargetDb) session_.access.TargetDb->Checkpoint();
+  /// Nothing that was stored is at risk while the program waits for a person or after a run. What cannot be
+  /// made safe now is tried again later, at the latest when the target is closed.
+  void MakeSafe(const Trap& trap) {
+    const DeviceAnswers::Pause tried_again(answers_);
+    trap([&] { target_->Checkpoint(); });
   }
 
   /// The run's error table; the other numbers go to the common reporter.
   std::optional<Action> Settle(const Error& error) {
-    event_.errors.push_back(error.number());
-    event_.error_texts.emplace_back(error.what());
+    Note(error);
     const Action action = ActionFor(error);
     if (action == Action::Leave) session_.ended_by = error;
+    if (action == Action::Retry) Unnote();
     return action;
+  }
+
+  void Note(const Error& error) {
+    event_.errors.push_back(error.number());
+    event_.error_texts.emplace_back(error.what());
+  }
+  void Unnote() {
+    event_.errors.pop_back();
+    event_.error_texts.pop_back();
   }
 
   Action ActionFor(const Error& error) {
@@ -332,10 +377,15 @@ class Conversion {
 
   Session& session_;
   Host& host_;
+  DeviceAnswers& answers_;
   RunValues& values_;
   core::ConversionSources& sources_;
+  std::shared_ptr<core::Database> target_;  // that of DATFOLVANE
   BusyPointer pointer_;
   RecordEvent event_;
+  StoreMarks marks_;
+  std::optional<UnreadableValues> central_values_;
+  std::optional<UnreadableValues> comps_values_;
   std::optional<merge::FieldPairs> central_pairs_;
   std::optional<merge::FieldPairs> comps_pairs_;
   std::optional<merge::PhotoFields> photo_fields_;
@@ -346,36 +396,15 @@ class Conversion {
 
 }  // namespace
 
-void CloseTarget(Session& session, Host& host) {
-  const common::DialogsScope dialogs(host);
-  const common::Rules retry_or_pass_on = [](const Error& error) {
-    return common::ReportError(error) == Action::Retry ? Action::Retry : Action::PassOn;
-  };
-  const Trap trap(retry_or_pass_on);
-  const auto disconnect = [&] {
-    session.access.TargetDb.reset();
-    session.sources.DATFOLVANE.Recordset.reset();  // a connection before TargetDb may have given it
-  };
-  try {
-    trap([&] {
-      if (session.access.TargetDb) session.access.TargetDb->Close();
-    });
-  } catch (const Error& error) {
-    if (error.number() == common::kDamagedDatabase) disconnect();  // it was replaced: nothing left to save
-    throw;
-  }
-  disconnect();
-}
-
-void DisplayMessage(Label& target, std::string_view text, double text_colour) {
-  target.SetTextColour(text_colour);
-  target.SetCaption(text);
-}
-
 RunEnd cmdnewconvert_Click(Session& session, Host& host) {
-  const common::DialogsScope dialogs(host);
+  DeviceAnswers answers(host, session.left_out);
+  const common::DialogsScope dialogs(answers);
   session.ended_by.reset();
-  return Conversion(session, host).Run();
+  session.left_out = 0;
+  session.unsafe.Clear();
+  session.values.CurrentKey.clear();
+  session.values.CurrentRecord = 0;
+  return Conversion(session, host, answers).Run();
 }
 
 }  // namespace corvix::run

@@ -12,15 +12,6 @@
 
 namespace corvix::run {
 
-/// How a run came to its end.
-enum class RunEnd {
-  Declined,   ///< the backup question was not answered with Yes
-  Completed,  ///< past the last record
-  Cancelled,  ///< by Esc
-  Stopped,    ///< in the duplicate prompt
-  Failed,     ///< by an error that the error table or the user's Abort settled
-};
-
 /// Runs one conversion over the session's sources. Errors that the run's error table does not settle and the
 /// common reporter passes on leave it as common::Error; common::ProgramEnd ends the program. On every way out
 /// the normal pointer is restored.
@@ -31,7 +22,7 @@ RunEnd cmdnewconvert_Click(Session& session, Host& host);
 /// anew, to the file that is there then, so a host that only waits for a person calls this after connecting
 /// at its start and after each run: other programs can use the database meanwhile, or replace it. Where the
 /// device fails, the user may mend it and retry; any other answer passes the error on, and the database goes
-/// back to its last checkpoint when it is opened next.
+/// back to its last checkpoint: the host is told each record of which something is taken back by that.
 void CloseTarget(Session& session, Host& host);
 
 }  // namespace corvix::run

@@ -6,12 +6,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/dialogs.h"
 #include "common/error.h"
 #include "core/connections.h"
 #include "run/events.h"
 #include "run/run_values.h"
+#include "run/unsafe_stores.h"
 #include "settings/path_strings.h"
 
 namespace corvix::run {
@@ -62,9 +64,13 @@ class Host : public common::Dialogs {
   /// Once more after the last record: a host that serves events less often than it is asked to must serve
   /// all that are pending now, so that no request is lost.
   virtual void LastYield(RunValues& values) { static_cast<void>(values); }
+  /// Told once before a run begins, where sources are read by indexes that were built from their records.
+  virtual void IndexesRebuilt(const std::vector<RebuiltIndex>& rebuilt);
   /// Told once for each source record when it is done, also while an error carries the run out of it: must
   /// not throw.
   virtual void RecordDone(const RecordEvent& event) = 0;
+  /// Told at the end, in the order of the records, where what they stored is not in the database after all.
+  virtual void RecordTakenBack(const TakenBack& record) { static_cast<void>(record); }
 };
 
 /// Everything of one conversion that outlives a run: owned by the host.
@@ -76,7 +82,13 @@ struct Session {
   /// The error that ended the last run by its error table or by the user's Abort, where one did; the status
   /// line tells less.
   std::optional<common::Error> ended_by;
+  /// Device errors of the run after which a step was left out: such a run is not complete, whatever its end.
+  std::int64_t left_out = 0;
+  UnsafeStores unsafe;
 };
+
+/// One line a table: what is wrong with its index, and that the run goes by its records.
+std::string RebuiltIndexText(const std::vector<RebuiltIndex>& rebuilt);
 
 /// Sets the label's text colour (0 is black), then its caption.
 void DisplayMessage(Label& target, std::string_view text, double text_colour);

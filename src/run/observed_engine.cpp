@@ -117,7 +117,9 @@ class ObservedDatabase : public core::Database {
   void RequireSound(std::string_view table) override { database_->RequireSound(table); }
   void Checkpoint() override { database_->Checkpoint(); }
   void CheckpointWhenDue() override { database_->CheckpointWhenDue(); }
+  std::int64_t Checkpoints() const override { return database_->Checkpoints(); }
   void Close() override { database_->Close(); }
+  void Abandon() override { database_->Abandon(); }
 
  private:
   std::shared_ptr<core::Database> database_;

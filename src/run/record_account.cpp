@@ -34,6 +34,8 @@ RecordAccount Accountant::Take(const RecordEvent& event) {
   const core::ConversionSources& sources = session_.sources;
   if (event.merged_central) AddLost(sources.datCentral, "CENTRAL", central_pairs_, account.lost);
   if (event.merged_comps) AddLost(sources.datcomps, "COMPS", comps_pairs_, account.lost);
+  for (const UnreadableValue& value : event.unreadable)
+    account.lost.push_back({value.table, value.record, value.field, value.text, value.why});
   common::CurrentProc = recorded;
   return account;
 }
@@ -43,21 +45,22 @@ void Accountant::AddLost(const core::TableSource& source, const char* table,
   const core::TableSource& target = session_.sources.DATFOLVANE;
   if (!source.Recordset || !target.Recordset) return;
   if (!pairs) pairs.emplace(source, target);
+  const std::int64_t record = source.Recordset->RecordNumber();
   bool ended = false;  // a refused value ends the merge of its record
   for (const merge::FieldPair& pair : *pairs) {
     std::string value;
     core::GetFieldData(source, pair.source, value);
     if (value.empty()) continue;
     if (ended) {
-      lost.push_back(
-          {table, pair.name, std::move(value), "not reached: the merge of the record ended before it"});
+      lost.push_back({table, record, pair.name, std::move(value),
+                      "not reached: the merge of the record ended before it"});
       continue;
     }
     if (pair.is_key) continue;
     const merge::Decision decision = merge::Decide(pair, value);
     ended = decision.fate == merge::Fate::Refused;
     if (decision.fate != merge::Fate::Stored)
-      lost.push_back({table, pair.name, std::move(value), Explain(decision)});
+      lost.push_back({table, record, pair.name, std::move(value), Explain(decision)});
   }
 }
 

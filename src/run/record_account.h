@@ -7,6 +7,7 @@
 //   void RecordDone(const RecordEvent& event) { Show(accountant.Take(event)); }
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,9 +32,10 @@ struct RowChange {
   std::vector<Field> fields;
 };
 
-/// A source value that was not stored, or not all of it.
+/// A source value that was not stored, not all of it, or not as it stands in its file.
 struct LostValue {
-  std::string table;  ///< CENTRAL or COMPS
+  std::string table;        ///< CENTRAL or COMPS
+  std::int64_t record = 0;  ///< its number in the table's file
   std::string field;
   std::string value;
   std::string why;  ///< without a closing period

@@ -28,7 +28,8 @@ struct RunValues {
   std::int16_t ConvertPhotosFlag = 0;  ///< not 0: photos are converted
   std::int16_t AskResult = 0;
   std::int16_t EscapeState = 0;
-  std::string CurrentKey;  ///< key of the source record in hand, trimmed and upper-cased
+  std::string CurrentKey;          ///< key of the source record in hand, trimmed and upper-cased
+  std::int64_t CurrentRecord = 0;  ///< its number in CENTRAL.DBF; 0 where no record is in hand
 };
 
 }  // namespace corvix::run

@@ -222,7 +222,8 @@ bool MainWindow::Act(const std::function<void()>& action) {
 
 void MainWindow::ShowFailure(const common::Error& error) {
   const run::Summary::Failure failure{error.number(), error.what(),
-                                      std::string(common::CurrentProc.Trimmed()), session_.values.CurrentKey};
+                                      std::string(common::CurrentProc.Trimmed()), session_.values.CurrentKey,
+                                      session_.values.CurrentRecord};
   try {
     host_->MakeSafe();
   } catch (const std::exception&) {

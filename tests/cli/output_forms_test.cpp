@@ -32,12 +32,12 @@ TEST(OutputForms, Crc32_IsTheOneOfZipFiles) {
 
 TEST(OutputForms, CsvReports_QuoteWhatNeedsIt) {
   const auto format = FormatFor("r.CSV");
-  EXPECT_EQ(format->Note({"a", "plain"}), "note,,,,,a,,plain,\r\n");
-  EXPECT_EQ(format->Note({"a,b", "say \"x\" \r\n"}), "note,,,,,\"a,b\",,\"say \"\"x\"\" \r\n\",\r\n");
+  EXPECT_EQ(format->Note({"a", "plain"}), "note,,,,,,a,,plain,\r\n");
+  EXPECT_EQ(format->Note({"a,b", "say \"x\" \r\n"}), "note,,,,,,\"a,b\",,\"say \"\"x\"\" \r\n\",\r\n");
   EXPECT_EQ(FormatFor("r.mdb"), nullptr);
   for (const std::string text : {"=1+1", "+1", "-x", "-", "@SUM", "\tx"}) {
     EXPECT_THAT(format->Note({text, "-2.5"}),
-                testing::AnyOf("note,,,,,'" + text + ",,-2.5,\r\n", "note,,,,,\"'" + text + "\",,-2.5,\r\n"))
+                testing::AnyOf("note,,,,,,'" + text + ",,-2.5,\r\n", "note,,,,,,\"'" + text + "\",,-2.5,\r\n"))
         << "no formula for a spreadsheet";
   }
 }

@@ -209,10 +209,26 @@ class Report(Companion):
 
     def test_a_report_on_a_full_disk_does_not_stop_the_conversion(self):
         self.office(600, 0)
-        limit = 300000  # less than the report, more than the database needs
+        limit = 600000  # less than the report, more than the database needs
         done = self.convert('r.txt', '--json', **small_files(limit))
         self.assert_fails(done, 'The report is not complete')
         self.assertEqual(json.loads(done.stdout)['added'], 600)
+        self.assertEqual(len(self.dump()), 600)
+
+    def test_totals_and_reports_are_what_a_reopened_database_holds(self):
+        self.office(600, 0)
+        limit = small_files(400000)  # less than the database needs
+        done = run('convert', *self.directories, '--yes', '--json', text_in='a\na\n', **limit)
+        summary = json.loads(done.stdout)
+        self.assertEqual((done.returncode, summary['added']), (1, len(self.dump())))
+        self.assertGreater(summary['taken_back'], 0)
+        self.succeed('convert', *self.directories, '--yes')
+        done = self.convert('r.csv', '--json', text_in='a\na\n', **limit)
+        summary = json.loads(done.stdout)
+        with open(self.path('r.csv'), newline='') as file:
+            kinds = [row['kind'] for row in csv.DictReader(file)]
+        self.assertEqual((done.returncode, kinds.count('taken back')), (1, summary['taken_back']))
+        self.assertGreater(summary['taken_back'], 0)
 
 
 class Backup(Companion):

@@ -1,6 +1,7 @@
 // The driver over tables in memory: decisions, messages, labels, bar, interruption, and the error table.
 #include "run/conversion.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -228,6 +229,124 @@ TEST_F(ConversionTest, AnUnusableSourceTable_WarnsAndTheRunGoesOnWithoutIt) {
           "also may not have this type of data.",
           "Conversion complete. (1 records)"));
   EXPECT_EQ(tables.target->Rows().size(), 1u);
+}
+
+TEST_F(ConversionTest, ARunThatCannotBegin_TouchesNeitherItsTargetNorTheOneBefore) {
+  using common::DeviceAnswer;
+  test::MemoryDatabaseFile& second = engine.AddDatabase("C:\\NEXT\\FOLVANE.MDB");
+  const auto fail_device = [](test::MemoryTable& table, Operation operation) {
+    table.before = FailNth(operation, 1, common::kDeviceIo);
+  };
+  struct Case {
+    const char* what;
+    std::function<void()> spoil;
+    common::ErrorNumber number = common::kDeviceIo;
+  };
+  const std::vector<Case> cases{
+      {"no table", [&] { second.tables.clear(); }, common::kObjectNotFound},
+      {"no index",
+       [&] {
+         second.tables["COMPS"] =
+             std::make_shared<test::MemoryTable>(std::vector{test::TextField("CENTRALKEY", 9)});
+       },
+       common::kNotAnIndex},
+      {"unsound", [&] { second.fault = "a page is used twice"; }, common::kDamagedDatabase},
+      {"target fails",
+       [&] { engine.before_open = [](std::string_view) { throw common::Error(common::kDeviceIo); }; }},
+      {"central fails", [&] { fail_device(*tables.central, Operation::OpenTable); }},
+      {"comps fails", [&] { fail_device(*tables.comps, Operation::SelectIndex); }},
+      {"the order fails", [&] { fail_device(*tables.central, Operation::MoveFirst); }},
+  };
+  for (const Case& c : cases) {
+    for (const DeviceAnswer answer : {DeviceAnswer::Ignore, DeviceAnswer::Abort}) {
+      SCOPED_TRACE(c.what);
+      tables = {};
+      AddSource({"A1"});
+      host.boxes.txtCompsPath = "C:\\NEW";
+      EXPECT_EQ(Run(), RunEnd::Completed);
+      AddSource({"A2"});
+      const auto next = test::MemoryTables().target;
+      second = {.tables = {{"COMPS", next}}};
+      host.boxes.txtCompsPath = "C:\\NEXT";
+      host.dialogs.device_answers = {answer};
+      host.events.clear();
+      c.spoil();
+      RunEnd end = RunEnd::Failed;
+      common::ErrorNumber number = test::NumberOf([&] { end = Run(); });
+      if (number == 0) number = session.ended_by ? session.ended_by->number() : 0;
+      EXPECT_EQ(end, RunEnd::Failed);
+      EXPECT_EQ(number, c.number);
+      EXPECT_TRUE(host.events.empty());
+      EXPECT_EQ(tables.target->Rows().size() + next->Rows().size(), 1u);
+      engine.before_open = {};
+    }
+  }
+}
+
+TEST_F(ConversionTest, WhatAFailingDatabaseTakesBack_LeavesTheTotals) {
+  AddSource({"A1", "A2"});
+  AddTarget({"A3"});
+  tables.photo->AddRow({std::string("A3"), std::string("P1"), std::string("REAR")});
+  tables.central->AddRow({std::string("A3")});
+  test::MemoryDatabaseFile& file = engine.AddDatabase("C:\\NEW\\FOLVANE.MDB");
+  int stores = 0;
+  tables.target->before = [&](Operation operation, std::string_view) {
+    // Between the two stores of A1 the last checkpoint succeeds.
+    if (operation == Operation::Store && ++stores == 2) ++file.checkpoints;
+  };
+  file.before_checkpoint = [] { throw common::Error(common::kDiskFull); };
+  host.dialogs.device_answers = {common::DeviceAnswer::Ignore, common::DeviceAnswer::Abort};
+  EXPECT_EQ(Run(), RunEnd::Completed);
+  EXPECT_EQ(session.left_out, 0) << "it is tried again";
+  EXPECT_EQ(test::NumberOf([&] { CloseTarget(session, host); }), common::kDiskFull);
+  ASSERT_EQ(host.taken_back.size(), 3u);
+  EXPECT_FALSE(host.taken_back[0].row) << "the row is there, its comps data is not";
+  EXPECT_TRUE(host.taken_back[1].row);
+  EXPECT_EQ(host.taken_back[2].photo_lines, 1);
+  const Summary summary = host.Result();
+  EXPECT_THAT((std::vector{summary.added, summary.taken_back, summary.kept, summary.photo_lines}),
+              ElementsAre(1, 1, 1, 0));
+  EXPECT_EQ(file.open_connections, 0);
+}
+
+TEST_F(ConversionTest, SourcesThatAreNotSound_AreNamed) {
+  AddSource({"A1", "A2"});
+  AddTarget({"A1"});
+  tables.comps->rebuilt_index = "2 records have no entry";
+  tables.central->unreadable = {{{0, "LOTSIZE"}, "1x"}};
+  tables.comps->unreadable = {{{1, "GLA"}, "9*0"}, {{1, "SALEDATE"}, "text fields are not looked at"}};
+  EXPECT_EQ(Run(), RunEnd::Completed);
+  EXPECT_THAT(notices().at(0),
+              testing::HasSubstr("CENTRALKEY of COMPS is not used: 2 records have no entry"));
+  ASSERT_EQ(host.events.at(0).unreadable.size(), 1u) << "a central record that only fills";
+  const UnreadableValue& value = host.events.at(1).unreadable.at(0);
+  EXPECT_EQ(fmt::format("{} {} {} {}: {}", value.table, value.record, value.field, value.text, value.why),
+            "COMPS 2 GLA 9*0: no number; '900' was read of it");
+  EXPECT_EQ(host.Result().unreadable_values, 2);
+}
+
+TEST_F(ConversionTest, EveryRecordIsInOneClass) {
+  AddSource({"A1", "B2", "C3", "D4"});
+  tables.central->AddRow({std::string("  ")});
+  AddTarget({"A1", "B2"});
+  int stores = 0;
+  tables.target->before = [&](Operation operation, std::string_view) {
+    if (operation == Operation::Store && (++stores == 1 || stores == 3))
+      throw common::Error(common::kDuplicateKey);
+  };
+  tables.central->before = [&](Operation operation, std::string_view field) {
+    const bool in_d4 = host.events.size() == 4;
+    if (operation == Operation::Read && field == "CENTRALKEY" && in_d4)
+      throw common::Error(common::kDamagedDatabase);
+  };
+  session.values.ConvertPhotosFlag = 0;
+  EXPECT_EQ(Run(), RunEnd::Completed);
+  const Summary summary = host.Result();
+  EXPECT_THAT((std::vector{summary.added, summary.overwritten, summary.kept, summary.Refused(),
+                           summary.skipped_blank, summary.unreadable}),
+              ElementsAre(0, 1, 1, 1, 1, 1));
+  EXPECT_THAT(summary.refused.at(0).keys, ElementsAre("C3"));
+  EXPECT_THAT(summary.incomplete.at(0).records, ElementsAre(1)) << "the overwrite that was refused";
 }
 
 TEST_F(ConversionTest, ErrorTable_ByNumber) {

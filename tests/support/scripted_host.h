@@ -29,6 +29,7 @@ class ScriptedHost : public run::Host {
 
   std::vector<std::string> asked;  ///< key of each showing of the prompt
   std::vector<run::RecordEvent> events;
+  std::vector<run::TakenBack> taken_back;
   std::vector<std::string> statuses;  ///< captions of the status line
   std::vector<int> positions;         ///< of the bar
   std::vector<bool> pointer;          ///< busy or not, at each change
@@ -37,6 +38,7 @@ class ScriptedHost : public run::Host {
   run::Summary Result() const {
     run::Summary summary;
     for (const run::RecordEvent& event : events) summary.Count(event);
+    for (const run::TakenBack& record : taken_back) summary.TakeBack(record);
     summary.records = record_.caption.empty() ? 0 : std::stoll(record_.caption);
     summary.messages = dialogs.notices;
     summary.status = statuses.empty() ? "" : statuses.back();
@@ -66,6 +68,7 @@ class ScriptedHost : public run::Host {
     if (request != escapes.end()) values.EscapeState = request->second;
   }
   void RecordDone(const run::RecordEvent& event) override { events.push_back(event); }
+  void RecordTakenBack(const run::TakenBack& record) override { taken_back.push_back(record); }
 
   std::string AddressText() const { return address_.caption; }
 

@@ -1,0 +1,37 @@
+// The end of the connection to the target.
+#include "common/trap.h"
+#include "run/conversion.h"
+
+namespace corvix::run {
+
+using common::Action;
+using common::Error;
+using common::Trap;
+
+void CloseTarget(Session& session, Host& host) {
+  const common::DialogsScope dialogs(host);
+  const common::Rules retry_or_pass_on = [](const Error& error) {
+    return common::ReportError(error) == Action::Retry ? Action::Retry : Action::PassOn;
+  };
+  const Trap trap(retry_or_pass_on);
+  const auto let_go = [&session] {
+    session.access.TargetDb.reset();
+    session.sources.DATFOLVANE.Recordset.reset();  // a connection before TargetDb may have given it
+    session.unsafe.Clear();
+  };
+  const std::shared_ptr<core::Database> target = session.access.TargetDb;
+  if (!target) return let_go();
+  const std::int64_t checkpoints = target->Checkpoints();
+  try {
+    trap([&] { target->Close(); });
+  } catch (...) {
+    const std::vector<TakenBack> lost = session.unsafe.Lost(checkpoints);
+    target->Abandon();
+    let_go();
+    for (const TakenBack& record : lost) host.RecordTakenBack(record);
+    throw;
+  }
+  let_go();
+}
+
+}  // namespace corvix::run
