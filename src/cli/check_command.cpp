@@ -39,8 +39,10 @@ class Findings {
 
   void Add(bool is_problem, const std::string& place, const std::string& text) {
     if (is_problem) ++problems_;
-    if (!is_problem && !options_.notes) return;
-    const char* kind = is_problem ? "problem" : "note";
+    if (is_problem || options_.notes) Say(is_problem ? "problem" : "note", place, text);
+  }
+
+  void Say(std::string_view kind, const std::string& place, const std::string& text) const {
     if (options_.json) {
       Print(Object(kind).Text("place", place).Text("text", text).Finish() + "\n");
     } else {
@@ -95,6 +97,8 @@ bool CheckDatabaseFile(storage::FileSystem& files, const std::filesystem::path& 
   for (const jet::Finding& each : report.problems)
     findings.Add(true, fmt::format("page {}", each.page), each.text);
   findings.AddUncounted(true, report.problems_left_out);
+  for (const jet::Finding& each : report.unevaluated)
+    findings.Say("note", fmt::format("page {}", each.page), each.text);
   for (const jet::Finding& each : report.notes)
     findings.Add(false, fmt::format("page {}", each.page), each.text);
   findings.AddUncounted(false, report.notes_left_out);

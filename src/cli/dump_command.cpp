@@ -35,7 +35,7 @@ std::unique_ptr<core::RecordSet> OpenRecords(storage::FileSystem& files, const D
   if (FindData(files, path).front().kind == DataKind::FoxProTable) {
     return foxpro::OpenFoxProTable(files, path.parent_path(), path.filename().string());
   }
-  database = jet::OpenJetDatabase(files, path, core::Access::ReadOnly, SayRecovery);
+  database = jet::OpenJetDatabase(files, path, core::Access::ReadOnly, {.recovered = SayRecovery});
   if (options.table.empty()) {
     throw common::Error(common::kInvalidCall,
                         "Name the table of the database that is to be dumped; the command inspect lists them",

@@ -47,9 +47,19 @@ void AppendDate(std::string& out, Date date) {
     AppendNumber(out, date.serial);  // outside the calendar, as only a damaged file has it
     return;
   }
+  // The serial of a whole second is off by less than a microsecond; what is left of a millisecond is noise.
+  constexpr double kDay = 86'400'000;
+  const double time = std::round(std::abs(date.serial - std::trunc(date.serial)) * kDay);
+  const auto milliseconds = static_cast<int>(std::fmod(time, 1000));
+  if (milliseconds != 0) {
+    const double whole = (time - milliseconds) / kDay;
+    date.serial = std::trunc(date.serial) + std::copysign(whole, date.serial);
+  }
   const CalendarDate d = SplitDate(date);
-  fmt::format_to(std::back_inserter(out), "\"{:04}-{:02}-{:02}T{:02}:{:02}:{:02}\"", d.year, d.month, d.day,
+  fmt::format_to(std::back_inserter(out), "\"{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", d.year, d.month, d.day,
                  d.hour, d.minute, d.second);
+  if (milliseconds != 0) fmt::format_to(std::back_inserter(out), ".{:03}", milliseconds);
+  out += '"';
 }
 
 }  // namespace

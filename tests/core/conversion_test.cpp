@@ -8,6 +8,7 @@
 #include "common/error.h"
 #include "common/text.h"
 #include "core/conversion_cases.h"
+#include "core/json_form.h"
 #include "core/text_form.h"
 
 namespace corvix::core::test {
@@ -152,6 +153,21 @@ TEST_F(Conversions, TextsOfRareValues) {
   EXPECT_EQ(DoubleText(0.01234567890123456), "1.23456789012346E-02");
   EXPECT_EQ(DoubleText(999999999999999.9), "1E+15");
   EXPECT_THROW(DateText(Date{std::numeric_limits<double>::quiet_NaN()}), common::Error);
+}
+
+TEST_F(Conversions, TimesInJsonKeepMilliseconds) {
+  const auto json = [](double serial) {
+    std::string text;
+    AppendJson(text, Date{serial});
+    return text;
+  };
+  constexpr double kSecond = 1.0 / 86400;
+  EXPECT_EQ(json(36526.5 + 0.25 * kSecond), "\"2000-01-01T12:00:00.250\"");
+  EXPECT_EQ(json(-1.25 - 59.007 * kSecond), "\"1899-12-29T06:00:59.007\"");
+  EXPECT_EQ(json(36526 + 86399.9996 * kSecond), "\"2000-01-02T00:00:00\"");
+  for (int second = 0; second < 86400; second += 7) {
+    ASSERT_EQ(json(36526 + second * kSecond).size(), std::string_view("\"2000-01-01T12:00:00\"").size());
+  }
 }
 
 TEST(Calendar, EveryDayHasItsSerialAndBack) {

@@ -11,6 +11,7 @@
 #include "storage/jet/definition/table_definition.h"
 #include "storage/jet/jet_database.h"
 #include "storage/overlay/overlay_file_system.h"
+#include "support/errors.h"
 #include "support/file_run.h"
 #include "support/jet_files.h"
 
@@ -199,6 +200,58 @@ TEST_F(DamagedFile, OfOneByteIsReportedOrMeansNothing) {
     }
   }
   EXPECT_GT(reported, rounds * 3 / 4);
+}
+
+/// Each page of the target is damaged in turn: a run would be refused before it writes, or it ends with a
+/// sound database that has all the rows. One bit of the map of free pages, too, gives used pages away.
+TEST_F(DamagedFile, IsRefusedBeforeARunOrMeansNothing) {
+  const auto refusal = [](storage::FileSystem& files) {
+    storage::FileEngine engine(files);
+    return test::ErrorOf([&] { engine.OpenDatabase(common::DisplayPath(kTarget))->RequireSound("comps"); });
+  };
+  EXPECT_EQ(refusal(files_).number(), 0) << "other tables stand beside this one";
+  sample::WriteOffice(files_, kTarget.parent_path(), {.records = 60, .duplicates_percent = 50});
+  sound_ = files_.Contents(kTarget);
+  const Outcome sound = Try(sound_);
+  std::mt19937 random(3);
+  std::size_t refused = 0;
+  const auto try_with = [&](Bytes bytes) {
+    files_.Contents(kTarget) = bytes;
+    const common::Error error = refusal(files_);
+    EXPECT_EQ(files_.Contents(kTarget), bytes);
+    if (error.number() != 0) {
+      EXPECT_EQ(error.number(), common::kDamagedDatabase) << error.what();
+      ++refused;
+      return;
+    }
+    const Outcome outcome = Try(bytes);
+    EXPECT_EQ(outcome.problems + outcome.problems_then, 0U);
+    EXPECT_EQ(outcome.converted, sound.converted);
+  };
+  const std::size_t pages = sound_.size() / kPageSize;
+  for (std::size_t page = 1; page < pages; ++page) {
+    SCOPED_TRACE(testing::Message() << "page " << page);
+    Bytes bytes = sound_;
+    for (std::size_t i = 0; i < kPageSize; ++i) {
+      bytes[page * kPageSize + i] ^= static_cast<std::byte>(random());
+    }
+    try_with(std::move(bytes));
+  }
+  EXPECT_GT(refused, pages / 2);
+  std::size_t in_use = 0;  // pages that a flipped bit of the map gives away
+  for (std::size_t page = 6; page < pages; ++page) {
+    Bytes bytes = sound_;
+    const auto slot =
+        ReadLittle<std::uint16_t>(ByteView(bytes), kGlobalMapPage * kPageSize + data_page::kRowTable);
+    const std::size_t map = kGlobalMapPage * kPageSize + (slot & data_page::kOffsetMask);
+    std::byte& bits = bytes[map + 5 + page / 8];
+    if ((bits & std::byte{1} << page % 8) != std::byte{0}) continue;
+    bits |= std::byte{1} << page % 8;
+    files_.Contents(kTarget) = bytes;
+    EXPECT_EQ(refusal(files_).number(), common::kDamagedDatabase) << "page " << page << " is said to be free";
+    ++in_use;
+  }
+  EXPECT_GT(in_use, pages / 2);
 }
 
 TEST_F(DamagedFile, OfManyBytesNeverCrashesOrHangs) {

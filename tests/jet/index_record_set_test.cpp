@@ -146,10 +146,11 @@ TEST(JetRecordSet, NewRowsBeginWithTheirDefaults) {
   EXPECT_EQ(Text(*records, "Other"), "it's");
   tables.Check();
 
+  const core::Field field{.name = "Text", .size = 50};
   for (const char* expression : {"0", "= Now()", "\"\"", "No", "Null"})
-    EXPECT_TRUE(CanComputeDefault(expression));
+    EXPECT_TRUE(DefaultValue::Parse(expression, field)) << expression;
   for (const char* expression : {"", "=", "GenGUID()", "1-2", "[City]", "\"a\"b\"", "Now() + 1", "#no#"}) {
-    EXPECT_FALSE(CanComputeDefault(expression)) << expression;
+    EXPECT_FALSE(DefaultValue::Parse(expression, field)) << expression;
   }
 }
 

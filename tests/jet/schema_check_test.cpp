@@ -208,6 +208,29 @@ TEST(CheckDatabase, FindsAndNamesDamageOfEachStructure) {
   }
 }
 
+/// Some programs leave old bytes behind the references that a map of the largest file could have.
+TEST(CheckDatabase, IgnoresWhatAMapSaysOfPagesThatNoFileHas) {
+  storage::MemoryFileSystem files;
+  test::MakeSample(files, "sample.mdb", 100);
+  const auto pager = test::OpenPager(files, "sample.mdb", false);
+  const TableDefinition comps =
+      ReadTableDefinition(*pager, Catalog(*pager).FindTable("COMPS")->DefinitionPage());
+  const UsageMap map(*pager, comps.owned_pages);
+  PageAllocator allocator(*pager);
+  const PageEdit bits = allocator.Allocate();
+  bits.bytes()[0] = std::byte{5}, bits.bytes()[1] = std::byte{1};
+  for (auto page = map.First(); page; page = map.NextFrom(*page + 1)) {
+    bits.bytes()[4 + *page / 8] |= std::byte{1} << *page % 8;
+  }
+  Bytes cell(1 + 4 * 19, std::byte{0xEE});
+  std::fill_n(cell.begin(), 1 + 4 * 17, std::byte{0});
+  cell[0] = std::byte{1};
+  storage::WriteLittle<std::uint32_t>(cell, 1, bits.number());
+  ASSERT_TRUE(DataPageEdit(pager->Edit(comps.owned_pages.page))
+                  .Replace(comps.owned_pages.row, cell, CellState::Live));
+  EXPECT_THAT(Texts(CheckDatabase(*pager).problems), IsEmpty());
+}
+
 TEST(CheckDatabase, FindsKeysThatAUniqueIndexHoldsTwice) {
   using core::Null;
   struct Case {

@@ -90,7 +90,7 @@ TEST(CreateDatabase, EverythingDescribedIsReadBack) {
 
   const CheckReport report = CheckDatabase(*pager);
   EXPECT_THAT(Texts(report.problems), ElementsAre());
-  EXPECT_THAT(Texts(report.notes),
+  EXPECT_THAT(Texts(report.unevaluated),
               ElementsAre(HasSubstr("the default value Rnd() of Kinds.Half is not evaluated"),
                           HasSubstr("the validation rule >0 of Kinds.Whole is not evaluated")));
   EXPECT_EQ(report.rows, 8U + 7 + 16 + 14 + 3 + 300 + 40 + 3 + 9 + 7);

@@ -2,6 +2,7 @@
 
 #include "common/host_paths.h"
 #include "storage/foxpro/foxpro_record_set.h"
+#include "storage/jet/check/jet_check.h"
 #include "storage/jet/jet_database.h"
 
 namespace corvix::storage {
@@ -14,7 +15,8 @@ std::unique_ptr<core::RecordSet> FileEngine::OpenFoxProTable(std::string_view di
 }
 
 std::shared_ptr<core::Database> FileEngine::OpenDatabase(std::string_view file_name) {
-  return jet::OpenJetDatabase(files_, common::HostPath(file_name), core::Access::ReadWrite, recovered_);
+  return jet::OpenJetDatabase(files_, common::HostPath(file_name), core::Access::ReadWrite,
+                              {.recovered = recovered_, .require_sound_table = jet::RequireSoundTable});
 }
 
 }  // namespace corvix::storage

@@ -11,13 +11,18 @@ namespace {
 
 class JetDatabase : public core::Database {
  public:
-  explicit JetDatabase(std::shared_ptr<JetSession> session) : session_(std::move(session)) {}
+  JetDatabase(std::shared_ptr<JetSession> session, SoundnessCheck require_sound_table)
+      : session_(std::move(session)), require_sound_table_(std::move(require_sound_table)) {}
 
   std::unique_ptr<core::RecordSet> OpenTable(std::string_view name) override {
-    JetFile& file = OpenFile();
-    if (auto* table = file.FindTable(name)) return std::make_unique<JetRecordSet>(session_, *table);
-    throw common::Error(common::kObjectNotFound, "The database has no table '" + std::string(name) + "'",
-                        file.pager().path().string());
+    return std::make_unique<JetRecordSet>(session_, RequireTable(name));
+  }
+
+  void RequireSound(std::string_view name) override {
+    jet::OpenTable& table = RequireTable(name);
+    if (table.is_known_sound() || !require_sound_table_) return;
+    require_sound_table_(session_->file->pager(), table.name());
+    table.KnowSound();
   }
 
   void Checkpoint() override { OpenFile().Checkpoint(); }
@@ -49,22 +54,30 @@ class JetDatabase : public core::Database {
     session_->file.reset();
   }
 
+  jet::OpenTable& RequireTable(std::string_view name) const {
+    JetFile& file = OpenFile();
+    if (auto* table = file.FindTable(name)) return *table;
+    throw common::Error(common::kObjectNotFound, "The database has no table '" + std::string(name) + "'",
+                        file.pager().path().string());
+  }
+
   JetFile& OpenFile() const {
     if (!session_->file) throw common::Error(common::kObjectInvalid, "The database has been closed");
     return *session_->file;
   }
 
   std::shared_ptr<JetSession> session_;
+  SoundnessCheck require_sound_table_;
 };
 
 }  // namespace
 
 std::shared_ptr<core::Database> OpenJetDatabase(storage::FileSystem& files, const std::filesystem::path& path,
-                                                core::Access access, const RecoveryObserver& recovered) {
+                                                core::Access access, OpenHooks hooks) {
   auto session = std::make_shared<JetSession>();
-  session->file = JetFile::Open(files, path, access, recovered);
+  session->file = JetFile::Open(files, path, access, hooks.recovered);
   session->read_only = access == core::Access::ReadOnly;
-  return std::make_shared<JetDatabase>(std::move(session));
+  return std::make_shared<JetDatabase>(std::move(session), std::move(hooks.require_sound_table));
 }
 
 }  // namespace corvix::jet

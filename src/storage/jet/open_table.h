@@ -47,6 +47,10 @@ class OpenTable {
   /// Why rows cannot be written, as a sentence; none when they can.
   const std::optional<std::string>& WriteObstacle();
 
+  /// The table was found sound in this opening; it stays so, since nobody else writes meanwhile.
+  bool is_known_sound() const { return is_known_sound_; }
+  void KnowSound() { is_known_sound_ = true; }
+
   /// Values of a new row before anything is assigned: defaults, false, Null.
   void StartRow(std::vector<core::Value>& values) const;
   /// Stores a new row; autonumbers are filled in. The errors above, and 3047.
@@ -74,6 +78,7 @@ class OpenTable {
   std::optional<std::optional<std::string>> obstacle_;
   std::optional<std::int32_t> highest_number_;  // in the autonumber column
   std::uint64_t changes_ = 0;
+  bool is_known_sound_ = false;
 
   // The row being stored.
   RowKeys keys_;

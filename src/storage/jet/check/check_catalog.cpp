@@ -10,6 +10,7 @@
 #include "common/error.h"
 #include "common/text.h"
 #include "storage/jet/catalog/system_tables.h"
+#include "storage/jet/definition/column_field.h"
 #include "storage/jet/definition/default_value.h"
 #include "storage/jet/definition/property_map.h"
 #include "storage/jet/index/index_tree.h"
@@ -25,20 +26,20 @@ void CheckRules(Context& context, const CatalogObject& object, const TableDefini
                 const PropertyMap& properties) {
   for (const Column& column : table.columns) {
     const ColumnRules rules = properties.RulesOf(column.name);
-    const bool supported =
-        rules.default_value.empty() || column.IsAutonumber() || CanComputeDefault(rules.default_value);
-    if (!supported) {
-      context.findings.Note(table.page, "the default value {} of {}.{} is not evaluated", rules.default_value,
-                            object.name, column.name);
+    const bool is_computed = rules.default_value.empty() || column.IsAutonumber() ||
+                             DefaultValue::Parse(rules.default_value, FieldOf(column, rules));
+    if (!is_computed) {
+      context.findings.Unevaluated(table.page, "the default value {} of {}.{} is not evaluated",
+                                   rules.default_value, object.name, column.name);
     }
     if (!rules.validation.expression.empty()) {
-      context.findings.Note(table.page, "the validation rule {} of {}.{} is not evaluated",
-                            rules.validation.expression, object.name, column.name);
+      context.findings.Unevaluated(table.page, "the validation rule {} of {}.{} is not evaluated",
+                                   rules.validation.expression, object.name, column.name);
     }
   }
   if (const ValidationRule rule = properties.TableRule(); !rule.expression.empty()) {
-    context.findings.Note(table.page, "the validation rule {} of {} is not evaluated", rule.expression,
-                          object.name);
+    context.findings.Unevaluated(table.page, "the validation rule {} of {} is not evaluated", rule.expression,
+                                 object.name);
   }
 }
 

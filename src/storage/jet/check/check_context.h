@@ -31,6 +31,11 @@ class Findings {
     Add(report_.notes, report_.notes_left_out, page,
         [&] { return fmt::vformat(format, fmt::make_format_args(args...)); });
   }
+  template <typename... Args>
+  void Unevaluated(PageNumber page, fmt::format_string<Args...> format, Args&&... args) {
+    Add(report_.unevaluated, report_.notes_left_out, page,
+        [&] { return fmt::vformat(format, fmt::make_format_args(args...)); });
+  }
   /// Problems so far: whether a part of the file is sound is seen from the difference.
   std::size_t problems() const { return problems_; }
   CheckReport& report() { return report_; }
@@ -78,6 +83,7 @@ struct Context {
   Pager& pager;
   Findings findings;
   PageOwners owners;
+  bool counters_matter = true;  ///< a wrong number of rows, or of the last one given out, is a problem
   PageOwners::Owner map_pages = owners.Add("usage maps");
   std::set<RowRef> map_cells;  // cells of usage maps met so far
 };

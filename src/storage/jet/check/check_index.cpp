@@ -265,6 +265,13 @@ void IndexChecker::SeeRepeatedKey(ByteView entry, PageNumber page) {
   Problem(page, "rows {} and {} have the same key in this unique index", At(RowOfEntry(last_)), At(row));
 }
 
+void IndexChecker::ClaimPages() {
+  owner_ = context_.owners.Add(what_);
+  const std::optional<PageSet> map = ReadOwnedPages(context_, index_.usage_map, what_);
+  if (!map) return;
+  for (const PageNumber page : map->pages) context_.owners.Claim(page, owner_, context_.findings);
+}
+
 void IndexChecker::CheckMap() {
   const std::optional<PageSet> map = ReadOwnedPages(context_, index_.usage_map, what_);
   if (!map) return;

@@ -37,7 +37,9 @@ void AddBits(ByteView bits, std::uint64_t first, PageNumber page_count, PageSet&
 
 void AddReferences(Context& context, RowRef cell, ByteView map, const std::string& what, PageSet& set) {
   std::optional<PageOwners::Owner> owner;
-  const std::size_t count = (map.size() - kReferenceHead) / 4;
+  // What stands where no page of the largest file could be is left of the map that was there before.
+  constexpr std::size_t kMostReferences = (kMaxFileSize / kPageSize + kPagesPerBitmap - 1) / kPagesPerBitmap;
+  const std::size_t count = std::min((map.size() - kReferenceHead) / 4, kMostReferences);
   for (std::size_t i = 0; i < count; ++i) {
     const auto page = ReadLittle<std::uint32_t>(map, kReferenceHead + 4 * i);
     if (page == 0) continue;

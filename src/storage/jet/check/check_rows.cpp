@@ -289,13 +289,14 @@ void RowChecker::CheckCounters() {
   if (rows_ != table_.row_count) {
     constexpr auto kText = "table {} is said to have {} rows, but has {}";
     // Real engines let the counts of system tables drift.
-    if (table_.system_table) {
+    if (table_.system_table || !context_.counters_matter) {
       findings.Note(table_.page, kText, table_name_, table_.row_count, rows_);
     } else {
       findings.Problem(table_.page, kText, table_name_, table_.row_count, rows_);
     }
   }
-  if (highest_autonumber_ && *highest_autonumber_ > static_cast<std::int32_t>(table_.last_autonumber)) {
+  if (context_.counters_matter && highest_autonumber_ &&
+      *highest_autonumber_ > static_cast<std::int32_t>(table_.last_autonumber)) {
     findings.Problem(table_.page,
                      "table {}: the last number given out is said to be {}, but column {} has {}",
                      table_name_, table_.last_autonumber, autonumber_->name, *highest_autonumber_);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "common/error.h"
+#include "common/text.h"
 #include "storage/jet/catalog/catalog.h"
 #include "storage/jet/check/check_catalog.h"
 #include "storage/jet/check/check_context.h"
@@ -47,7 +48,12 @@ struct TableCheck {
 class DatabaseCheck {
  public:
   DatabaseCheck(Pager& pager, const CheckOptions& options, CheckReport& report)
-      : pager_(pager), report_(report), context_(pager, report, options.max_findings) {}
+      : pager_(pager),
+        report_(report),
+        stored_into_(options.stored_into),
+        context_(pager, report, options.max_findings) {
+    context_.counters_matter = !stored_into_;
+  }
 
   void Run() {
     report_.pages = pager_.page_count();
@@ -121,7 +127,7 @@ class DatabaseCheck {
     check::CheckedTables tables;
     for (const TableCheck& each : tables_) tables.Add(each.table);
     check::CheckObjects(context_, objects, tables);
-    check::CheckRelationships(context_, objects, tables, relationships);
+    if (!stored_into_) check::CheckRelationships(context_, objects, tables, relationships);
   }
 
   std::vector<Relationship> CheckRelationshipsTable() {
@@ -143,6 +149,12 @@ class DatabaseCheck {
 
     check::CheckDefinition(context_, table, name);
     check.rows->CheckPages();
+    if (stored_into_ && !table.system_table && !common::EqualIgnoringCase(name, *stored_into_)) {
+      for (std::size_t i = 0; i < table.real_indexes.size(); ++i) {
+        check::IndexChecker(context_, table, i, *check.rows).ClaimPages();
+      }
+      return;
+    }
     std::deque<check::IndexChecker> indexes;
     for (std::size_t i = 0; i < table.real_indexes.size(); ++i)
       indexes.emplace_back(context_, table, i, *check.rows);
@@ -192,11 +204,25 @@ class DatabaseCheck {
 
   Pager& pager_;
   CheckReport& report_;
+  const std::optional<std::string_view> stored_into_;
   Context context_;
   std::deque<TableCheck> tables_;
 };
 
 }  // namespace
+
+void RequireSoundTable(Pager& pager, std::string_view table) {
+  const CheckReport report = CheckDatabase(pager, {.max_findings = 1, .stored_into = table});
+  if (report.IsClean()) return;
+  const Finding& first = report.problems.front();
+  throw common::Error(
+      common::kDamagedDatabase,
+      fmt::format("The database is damaged: page {}: {}{}; nothing was written; restore a backup of the "
+                  "database, or compact and repair it in Access",
+                  first.page, first.text,
+                  report.problems_left_out > 0 ? fmt::format(", and {} more", report.problems_left_out) : ""),
+      pager.path().string());
+}
 
 CheckReport CheckDatabase(Pager& pager, const CheckOptions& options) {
   CheckReport report;

@@ -121,9 +121,4 @@ core::Value DefaultValue::Get() const {
   return core::ConvertForField(field_, kind_ == Kind::Now ? now : core::Date{std::floor(now.serial)});
 }
 
-bool CanComputeDefault(std::string_view expression) {
-  expression = Trimmed(expression);
-  return IsCall(expression, "Now") || IsCall(expression, "Date") || Constant(expression).has_value();
-}
-
 }  // namespace corvix::jet

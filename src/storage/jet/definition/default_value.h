@@ -26,7 +26,4 @@ class DefaultValue {
   core::Field field_;
 };
 
-/// True when new rows get this default value.
-bool CanComputeDefault(std::string_view expression);
-
 }  // namespace corvix::jet

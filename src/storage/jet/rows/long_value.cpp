@@ -47,25 +47,36 @@ ByteView CellOf(Pager& pager, RowRef cell, PageView& pin) {
   return page.CellBytes(cell.row);
 }
 
-ByteView ReadChain(Pager& pager, const Head& head, const Place& place, std::vector<std::byte>& buffer) {
-  buffer.clear();
-  // No file holds more than its pages can, whatever the head claims.
-  buffer.reserve(std::min<std::size_t>(head.length, std::size_t{pager.page_count()} * kPageSize));
+/// Calls visit(data) for each cell of a chain until `most` bytes have come. Returns whether the chain ended.
+template <typename Visit>
+bool WalkChain(Pager& pager, const Head& head, std::size_t most, Visit visit) {
   RowRef at = head.first;
-  while (buffer.size() < head.length) {
+  for (std::size_t total = 0; total < most && !at.IsNone();) {
     PageView pin;
-    if (at.IsNone()) break;
     const ByteView cell = CellOf(pager, at, pin);
-    // Each cell brings data, so a circle ends at the length.
+    // Each cell brings data, so a circle comes to the end.
     if (cell.size() <= kLinkSize)
       ThrowDamaged({&pager.path(), at.page, at.row}, "A part of a long value is empty");
     at = RowRef::Unpack(ReadLittle<std::uint32_t>(cell, 0));
-    buffer.insert(buffer.end(), cell.begin() + kLinkSize, cell.end());
+    total += cell.size() - kLinkSize;
+    visit(cell.subspan(kLinkSize));
   }
-  if (buffer.size() != head.length || !at.IsNone()) {
+  return at.IsNone();
+}
+
+/// The chain is measured before it is copied: a circle must not fill the memory with what no file holds.
+ByteView ReadChain(Pager& pager, const Head& head, const Place& place, std::vector<std::byte>& buffer) {
+  const std::size_t most = std::min<std::size_t>(head.length, std::size_t{pager.page_count()} * kPageSize);
+  std::size_t length = 0;
+  const bool has_end = WalkChain(pager, head, most, [&](ByteView data) { length += data.size(); });
+  if (length != head.length || !has_end) {
     ThrowDamaged(place, fmt::format("A long value should have {} bytes, but its parts have {}{}", head.length,
-                                    buffer.size(), at.IsNone() ? "" : " or more"));
+                                    length, has_end ? "" : " or more"));
   }
+  buffer.clear();
+  buffer.reserve(length);
+  WalkChain(pager, head, length,
+            [&](ByteView data) { buffer.insert(buffer.end(), data.begin(), data.end()); });
   return buffer;
 }
 
