@@ -68,8 +68,10 @@ char TerminalHost::Ask(std::string_view question, Answers answers, char at_end, 
 
 bool TerminalHost::AskWhetherToGoOn() {
   interrupt_ = Interrupt::None;
-  return Ask("Conversion Temporarily Halted.  Continue or stop?", {"continue", "stop"}, 's',
-             WhenInterrupted::Ends) == 'c';
+  const char answer = Ask("Conversion Temporarily Halted.  Continue or stop?", {"continue", "stop"}, 's',
+                          WhenInterrupted::Ends);
+  if (interrupt_ == Interrupt::Ask) interrupt_ = Interrupt::None;  // a second one is the answer
+  return answer == 'c';
 }
 
 void TerminalHost::Notice(std::string_view text) {

@@ -85,6 +85,14 @@ class Journey(OfficeCase):
         self.assertEqual((process.returncode, result['kept'] + result['overwritten']), (0, 20))
         self.assertGreater(result['overwritten'], 1)
         self.assertIn(b"'sure' is none of the answers", err)
+        process = subprocess.Popen([CLI, 'convert', *self.directories, '--yes', '--duplicates', 'ask'],
+                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        for text in b'Overwrite?', b'Halted.':
+            seen = b''
+            while text not in seen:
+                seen += os.read(process.stderr.fileno(), 4096)
+            process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=60), 3)  # though the input is still open
 
     def test_a_progress_line_follows_the_width_of_the_terminal(self):
         self.office(40000, 0)
