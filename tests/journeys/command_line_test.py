@@ -93,6 +93,7 @@ class Journey(OfficeCase):
                 seen += os.read(process.stderr.fileno(), 4096)
             process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(timeout=60), 3)  # though the input is still open
+        process.communicate()
 
     def test_a_progress_line_follows_the_width_of_the_terminal(self):
         self.office(40000, 0)
