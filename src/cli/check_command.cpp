@@ -10,6 +10,7 @@
 
 #include "cli/data_path.h"
 #include "cli/database_file.h"
+#include "cli/jobs.h"
 #include "cli/json_object.h"
 #include "cli/output.h"
 #include "cli/shown_text.h"
@@ -25,6 +26,7 @@ namespace {
 
 struct CheckOptions {
   std::vector<std::string> paths;  ///< databases, tables, or directories of them
+  std::string jobs;                ///< file whose sources and targets are checked instead
   bool notes = false;              ///< also print what is worth knowing and no fault
   bool json = false;
 };
@@ -144,9 +146,26 @@ bool CheckPath(storage::FileSystem& files, const std::string& path, const CheckO
   return sound && findings.problems() == 0;
 }
 
-ExitCode Check(const CheckOptions& options) {
+/// Sources and targets of a jobs file, each once.
+std::vector<std::string> PathsOfJobs(const std::string& file) {
+  std::vector<std::string> paths;
+  for (const Job& job : ReadJobs({.file = file})) {
+    for (const std::string& path : {job.office.conversion.source, job.office.conversion.target}) {
+      if (std::ranges::find(paths, path) == paths.end()) paths.push_back(path);
+    }
+  }
+  return paths;
+}
+
+ExitCode Check(CheckOptions options) {
   storage::PosixFileSystem files;
   bool sound = true;
+  try {
+    if (!options.jobs.empty()) options.paths = PathsOfJobs(options.jobs);
+  } catch (const common::Error& error) {
+    SayError(error);
+    return ExitCode::Failed;
+  }
   for (const std::string& path : options.paths) {
     try {
       sound = CheckPath(files, path, options) && sound;
@@ -163,7 +182,9 @@ ExitCode Check(const CheckOptions& options) {
 void AddCheck(CLI::App& app, Work& work) {
   CLI::App& command = *app.add_subcommand("check", "Check the structure of databases and tables");
   const auto options = std::make_shared<CheckOptions>();
-  command.add_option("PATH", options->paths, "Databases, table files, or directories of them")->required();
+  command.add_option("PATH", options->paths, "Databases, table files, or directories of them");
+  command.add_option("--jobs", options->jobs, "Check the sources and targets of a jobs file instead")
+      ->type_name("FILE");
   command.add_flag("--notes", options->notes, "Also print what is worth knowing and no fault");
   command.add_flag("--json", options->json, "Print one JSON object a line: problem, note, checked");
   command.footer(
@@ -172,7 +193,11 @@ void AddCheck(CLI::App& app, Work& work) {
       "Examples:\n"
       "  corvix-cli check old/data new/data/FOLVANE.MDB\n"
       "  corvix-cli check --notes old/data/COMPS.DBF");
-  command.callback([options, &work] { work = [options] { return Check(*options); }; });
+  command.callback([options, &work] {
+    if (options->paths.empty() && options->jobs.empty()) throw CLI::RequiredError("PATH");
+    if (!options->paths.empty() && !options->jobs.empty()) throw CLI::ExcludesError("--jobs", "PATH");
+    work = [options] { return Check(*options); };
+  });
 }
 
 }  // namespace corvix::cli

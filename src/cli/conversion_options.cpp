@@ -34,6 +34,16 @@ void AddPolicies(CLI::App& command, ConversionOptions& options) {
       "--no-photos", [&options] { options.photos = false; }, "Leave the photo lists alone");
 }
 
+void RequireOfficeOrJobs(const ConversionOptions& options, const std::string& jobs,
+                         const std::string& report) {
+  if (jobs.empty()) {
+    if (options.source.empty()) throw CLI::RequiredError("--source");
+    if (options.target.empty()) throw CLI::RequiredError("--target");
+  } else if (!(options.source + options.target + report).empty()) {
+    throw CLI::ExcludesError("--jobs", "--source, --target or --report; the lines of the file name them");
+  }
+}
+
 run::BoxTexts BoxesOf(const ConversionOptions& options) {
   return {.txtCompPath = common::DisplayPath(options.source),
           .txtcompfilename = "COMPS.DBF",

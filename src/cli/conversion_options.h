@@ -26,6 +26,11 @@ struct ConversionOptions {
 void AddDirectories(CLI::App& command, ConversionOptions& options);
 void AddPolicies(CLI::App& command, ConversionOptions& options);
 
+/// One office by both directories, or many by a jobs file: anything else is an error of the command line.
+/// `report` stands for what the lines of the file name, too.
+void RequireOfficeOrJobs(const ConversionOptions& options, const std::string& jobs,
+                         const std::string& report = {});
+
 run::BoxTexts BoxesOf(const ConversionOptions& options);
 /// "source", "target" or "ask".
 std::string_view PolicyName(std::int16_t duplicates);

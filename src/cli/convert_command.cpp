@@ -15,8 +15,9 @@ namespace {
 struct ConvertOptions {
   OfficeOptions office;
   bool json = false;
-  std::string jobs;     ///< file with an office a line
-  std::string reports;  ///< directory for their reports
+  std::string jobs;      ///< file with an office a line
+  std::string reports;   ///< directory for their reports
+  bool replace = false;  ///< reports of an earlier batch
 };
 
 ExitCode ConvertOne(const OfficeOptions& office, bool json) {
@@ -34,22 +35,19 @@ ExitCode Convert(const ConvertOptions& options) {
   SetBrokenPipe(BrokenPipe::Ignored);
   const InterruptGuard interrupts;
   if (options.jobs.empty()) return ConvertOne(options.office, options.json);
-  return ConvertJobs(
-      {.file = options.jobs, .reports = options.reports, .defaults = options.office, .json = options.json});
+  return ConvertJobs({.file = options.jobs,
+                      .reports = options.reports,
+                      .replace = options.replace,
+                      .defaults = options.office,
+                      .json = options.json});
 }
 
 /// What the parser cannot say by itself.
 void CheckOptions(const ConvertOptions& options) {
   const OfficeOptions& office = options.office;
-  const bool has_jobs = !options.jobs.empty();
-  if (has_jobs && !(office.conversion.source + office.conversion.target + office.report).empty()) {
-    throw CLI::ExcludesError("--jobs", "--source, --target or --report; the lines of the file name them");
-  }
-  if (!has_jobs && !options.reports.empty()) throw CLI::RequiresError("--reports", "--jobs");
-  if (!has_jobs) {
-    if (office.conversion.source.empty()) throw CLI::RequiredError("--source");
-    if (office.conversion.target.empty()) throw CLI::RequiredError("--target");
-  }
+  RequireOfficeOrJobs(office.conversion, options.jobs, office.report);
+  if (options.jobs.empty() && !options.reports.empty()) throw CLI::RequiresError("--reports", "--jobs");
+  if (options.reports.empty() && options.replace) throw CLI::RequiresError("--replace", "--reports");
   if (!office.report.empty() && !FormatFor(office.report)) {
     throw CLI::ValidationError("--report", "the name must end in .txt, .csv or .jsonl");
   }
@@ -74,6 +72,8 @@ void AddConvert(CLI::App& app, Work& work) {
       ->type_name("FILE");
   command.add_option("--reports", options->reports, "With --jobs: a report of each office in this directory")
       ->type_name("DIR");
+  command.add_flag("--replace", options->replace,
+                   "With --reports: reports of the same name are replaced, not numbered");
   command.footer(
       "Examples:\n"
       "  corvix-cli convert --source old/data --target new/data\n"

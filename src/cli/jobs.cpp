@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include "cli/interrupt.h"
-#include "cli/json_object.h"
 #include "cli/output.h"
 #include "cli/shown_text.h"
 #include "common/error.h"
@@ -36,40 +35,26 @@ void MakeDirectory(const fs::path& directory) {
   }
 }
 
-std::vector<Job> ReadJobs(const JobsOptions& options) {
-  const fs::path file(options.file);
-  std::vector<Job> jobs;
-  try {
-    jobs = ParseJobs(ReadText(options.file), file.parent_path(), options.defaults);
-  } catch (const Error& error) {
-    if (error.number() != common::kInvalidCall) throw;
-    throw Error(error.number(), error.text(), options.file + ", " + error.place());
-  }
-  if (jobs.empty()) throw Error(common::kInvalidCall, "The jobs file names no office", options.file);
-  if (!options.reports.empty()) MakeDirectory(options.reports);
-  for (Job& job : jobs) {
-    if (options.reports.empty() || !job.office.report.empty()) continue;
-    job.office.report = (fs::path(options.reports) / fmt::format("office-{:03}.txt", job.line)).string();
-  }
-  return jobs;
+/// A report of that line which is not there yet.
+fs::path FreeReportName(const fs::path& directory, int line) {
+  fs::path name = directory / fmt::format("office-{:03}.txt", line);
+  for (int n = 2; fs::exists(fs::symlink_status(name)); ++n)
+    name = directory / fmt::format("office-{:03}-{}.txt", line, n);
+  return name;
 }
 
-std::string JobJson(const Job& job, const RunResult& result) {
-  return JsonObject()
-             .Number("line", job.line)
-             .Text("source", job.office.conversion.source)
-             .Text("target", job.office.conversion.target)
-             .Text("report", job.office.report)
-             .Text("result", ResultName(result.code))
-             .Raw("summary", run::ToJson(result.summary))
-             .Finish() +
-         "\n";
+void NameReport(const JobsOptions& options, Job& job) {
+  if (options.reports.empty() || !job.office.report.empty()) return;
+  const fs::path directory(options.reports);
+  job.office.replace_report = options.replace;
+  job.office.report = options.replace ? directory / fmt::format("office-{:03}.txt", job.line)
+                                      : FreeReportName(directory, job.line);
 }
 
-/// An office that ends by an unforeseen fault is one that failed; the others are converted all the same.
-RunResult ConvertJob(const Job& job, LineReader& input) {
+/// An office that ends by an unforeseen fault is one that failed; the others are done all the same.
+RunResult DoJob(const Job& job, const std::function<RunResult(const Job&)>& action) {
   try {
-    return ConvertOffice(job.office, input);
+    return action(job);
   } catch (const std::exception& error) {
     const Error told = common::ErrorOf(error);
     SayError(told);
@@ -100,7 +85,30 @@ std::string FailureLine(const Job& job, const run::Summary& summary) {
 
 }  // namespace
 
-ExitCode ConvertJobs(const JobsOptions& options) {
+std::vector<Job> ReadJobs(const JobsOptions& options) {
+  const fs::path file(options.file);
+  std::vector<Job> jobs;
+  try {
+    jobs = ParseJobs(ReadText(options.file), file.parent_path(), options.defaults);
+  } catch (const Error& error) {
+    if (error.number() != common::kInvalidCall) throw;
+    throw Error(error.number(), error.text(), options.file + ", " + error.place());
+  }
+  if (jobs.empty()) throw Error(common::kInvalidCall, "The jobs file names no office", options.file);
+  if (!options.reports.empty()) MakeDirectory(options.reports);
+  for (Job& job : jobs) NameReport(options, job);
+  return jobs;
+}
+
+JsonObject JobJson(const Job& job) {
+  JsonObject object;
+  object.Number("line", job.line)
+      .Text("source", job.office.conversion.source)
+      .Text("target", job.office.conversion.target);
+  return object;
+}
+
+ExitCode RunJobs(const JobsOptions& options, const std::function<RunResult(const Job&)>& action) {
   std::vector<Job> jobs;
   try {
     jobs = ReadJobs(options);
@@ -108,7 +116,6 @@ ExitCode ConvertJobs(const JobsOptions& options) {
     SayError(error);
     return ExitCode::Failed;
   }
-  LineReader input(STDIN_FILENO);
   std::string table = TableHead();
   std::string failures;
   std::size_t failed = 0, done = 0;
@@ -117,17 +124,13 @@ ExitCode ConvertJobs(const JobsOptions& options) {
     const Job& job = jobs[done++];
     Say(fmt::format("Office of line {} ({} of {}): {}", job.line, done, jobs.size(),
                     job.office.conversion.target));
-    const RunResult result = ConvertJob(job, input);
+    const RunResult result = DoJob(job, action);
     if (result.code == ExitCode::Failed) {
       ++failed;
       failures += FailureLine(job, result.summary);
     }
     stopped = result.code == ExitCode::Stopped;
-    if (options.json) {
-      Print(JobJson(job, result));
-    } else {
-      table += TableLine(job, result);
-    }
+    table += TableLine(job, result);
     if (InterruptGuard::StopRequested()) break;
   }
   if (!options.json) {
@@ -140,6 +143,22 @@ ExitCode ConvertJobs(const JobsOptions& options) {
   }
   if (failed > 0) return ExitCode::Failed;
   return stopped || done < jobs.size() ? ExitCode::Stopped : ExitCode::Done;
+}
+
+ExitCode ConvertJobs(const JobsOptions& options) {
+  LineReader input(STDIN_FILENO);
+  return RunJobs(options, [&](const Job& job) {
+    RunResult result = ConvertOffice(job.office, input);
+    if (options.json) {
+      Print(JobJson(job)
+                .Text("report", job.office.report)
+                .Text("result", ResultName(result.code))
+                .Raw("summary", run::ToJson(result.summary))
+                .Finish() +
+            "\n");
+    }
+    return result;
+  });
 }
 
 }  // namespace corvix::cli

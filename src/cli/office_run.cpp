@@ -83,6 +83,8 @@ class OfficeRun {
 
   void BeginReport() {
     if (options_.report.empty()) return;
+    std::error_code stays;  // what cannot be removed is told when the report is made
+    if (options_.replace_report) std::filesystem::remove(options_.report, stays);
     const std::vector<FileFacts> before =
         FactsOf(files_, target_, SourceDirectory(options_.conversion.source));
     report_.emplace(files_, options_.report, target_);

@@ -13,9 +13,10 @@ namespace corvix::cli {
 
 struct OfficeOptions {
   ConversionOptions conversion;
-  bool yes = false;     ///< the backup question is answered with Yes
-  bool backup = false;  ///< copy the database before anything is changed
-  std::string report;   ///< file; empty for none
+  bool yes = false;             ///< the backup question is answered with Yes
+  bool backup = false;          ///< copy the database before anything is changed
+  std::string report;           ///< file; empty for none
+  bool replace_report = false;  ///< a file of that name is an earlier report, to be replaced
 };
 
 /// Converts and closes the target. Everything that goes wrong is told on standard error and in the result;

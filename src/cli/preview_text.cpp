@@ -16,6 +16,8 @@ constexpr std::size_t kLongestValue = 40;
 /// Where the first of the values is.
 std::string FirstPlace(const run::Warning& warning) {
   std::string place = warning.record > 0 ? fmt::format("record {}", warning.record) : "key";
+  if (warning.source_record > 0)
+    place += fmt::format(" ({} record {})", warning.table, warning.source_record);
   if (!warning.key.empty()) place += fmt::format(" '{}'", ShownText(warning.key));
   std::string value = ShownText(common::TrimRight(warning.value));
   if (const std::u16string units = common::ToUtf16(value); units.size() > kLongestValue)
@@ -35,11 +37,38 @@ std::string_view ResultWords(ExitCode code) {
   }
 }
 
+/// A warning that is no count of values.
+JsonObject PlainWarning(std::string_view concern, std::string_view table, std::string_view why) {
+  JsonObject object;
+  object.Text("kind", "warning").Text("concern", concern).Text("table", table).Text("why", why);
+  return object;
+}
+
+std::string ErrorWarning(std::string_view concern, const std::optional<common::Error>& error) {
+  if (!error) return {};
+  return PlainWarning(concern, "", error->what())
+             .Number("error", error->number())
+             .Truth("ends_run", true)
+             .Finish() +
+         "\n";
+}
+
 }  // namespace
 
-std::string WarningsText(const run::Review& review) {
-  std::string text = "Warnings\n";
+std::string WarningsText(const run::Review& review, const PreviewResult& result) {
+  constexpr std::string_view kHead = "Warnings\n";
+  std::string text(kHead);
   const auto out = std::back_inserter(text);
+  if (result.obstacle) {
+    fmt::format_to(out, "  THE CONVERSION WOULD FAIL: error {}: {}\n", result.obstacle->number(),
+                   ShownText(result.obstacle->what()));
+  }
+  if (result.review_failure) {
+    fmt::format_to(out, "  the sources could not be looked through: error {}: {}\n",
+                   result.review_failure->number(), ShownText(result.review_failure->what()));
+  }
+  for (const run::RebuiltIndex& index : review.rebuilt)
+    text += "  " + ShownText(run::RebuiltIndexText({index})) + "\n";
   for (const run::Warning& warning : review.warnings) {
     fmt::format_to(out, "  {}.{}: {}", warning.table, warning.field, ShownText(warning.why));
     if (warning.values == 0) {
@@ -49,10 +78,14 @@ std::string WarningsText(const run::Review& review) {
     fmt::format_to(out, "{}: {} value{}, first {}\n", warning.ends_run ? "; ENDS THE RUN" : "",
                    warning.values, warning.values == 1 ? "" : "s", FirstPlace(warning));
   }
+  for (const run::UnreadableValue& value : review.unreadable) {
+    fmt::format_to(out, "  {}.{}: {} record {}: '{}' is {}\n", value.table, value.field, value.table,
+                   value.record, ShownText(value.text), ShownText(value.why));
+  }
   if (review.comps_left > 0)
     fmt::format_to(out, "  COMPS: {} records have a key that no central record leads to; they stay behind\n",
                    review.comps_left);
-  if (review.warnings.empty() && review.comps_left == 0) text += "  none\n";
+  if (text == kHead) text += "  none\n";
   return text + "\n";
 }
 
@@ -76,8 +109,20 @@ std::string ResultText(const PreviewResult& result) {
   return text;
 }
 
-std::string WarningsJson(const run::Review& review) {
-  std::string lines;
+std::string WarningsJson(const run::Review& review, const PreviewResult& result) {
+  std::string lines =
+      ErrorWarning("cannot_write", result.obstacle) + ErrorWarning("no_review", result.review_failure);
+  for (const run::RebuiltIndex& index : review.rebuilt)
+    lines += PlainWarning("rebuilt_index", index.table, index.why).Truth("ends_run", false).Finish() + "\n";
+  for (const run::UnreadableValue& value : review.unreadable) {
+    lines += PlainWarning("unreadable_value", value.table, value.why)
+                 .Truth("ends_run", false)
+                 .Text("field", value.field)
+                 .Number("source_record", value.record)
+                 .Text("value", value.text)
+                 .Finish() +
+             "\n";
+  }
   for (const run::Warning& warning : review.warnings) {
     JsonObject object;
     object.Text("kind", "warning")
@@ -88,7 +133,10 @@ std::string WarningsJson(const run::Review& review) {
         .Truth("ends_run", warning.ends_run)
         .Text("why", warning.why);
     if (warning.values > 0) {
-      object.Number("record", warning.record).Text("key", warning.key).Text("value", warning.value);
+      object.Number("record", warning.record)
+          .Number("source_record", warning.source_record)
+          .Text("key", warning.key)
+          .Text("value", warning.value);
     }
     lines += object.Finish() + "\n";
   }

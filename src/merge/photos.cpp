@@ -17,7 +17,6 @@ using core::kCentralKey;
 
 constexpr std::string_view kPhotos = "PHOTOS";
 constexpr std::string_view kFront = "FRONT";
-constexpr std::string_view kFrontView = "FRONT VIEW";
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kSeparator = "|";
 
@@ -59,14 +58,18 @@ void AddPhotoItem(TextList& views, TextList& images, std::string view, std::stri
   images.push_back(std::move(picture_id));
 }
 
-void SavePhotoLists(core::TableSource& source, const TextList& views, const TextList& images) {
+std::string PhotoText(const TextList& views, const TextList& images) {
   std::string text;
   for (std::size_t i = 0; i < views.size(); ++i) {
     text.append(views[i]).append(kSeparator).append(images[i]).append(kLineEnd);
   }
+  return text.empty() ? " " : text;
+}
+
+void SavePhotoLists(core::TableSource& source, const TextList& views, const TextList& images) {
   core::RecordSet& records = source.Records();
+  std::string text = PhotoText(views, images);
   records.BeginEdit();
-  if (text.empty()) text = " ";
   Assign(records, kPhotos, std::move(text));
   records.Store();
 }

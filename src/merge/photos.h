@@ -12,6 +12,9 @@
 
 namespace corvix::merge {
 
+/// The view that sets FRONT, in this letter case only.
+inline constexpr std::string_view kFrontView = "FRONT VIEW";
+
 using TextList = std::vector<std::string>;
 
 /// True when some entry equals the text, both trimmed and upper-cased.
@@ -27,7 +30,10 @@ void LoadPhotoListsByKey(core::TableSource& source, std::string& key, TextList& 
 
 void AddPhotoItem(TextList& views, TextList& images, std::string view, std::string picture_id);
 
-/// Writes the lists into PHOTOS of the current row, in an edit of its own; an empty list as one blank.
+/// The lists as PHOTOS holds them; an empty list as one blank.
+std::string PhotoText(const TextList& views, const TextList& images);
+
+/// Writes the lists into PHOTOS of the current row, in an edit of its own.
 void SavePhotoLists(core::TableSource& source, const TextList& views, const TextList& images);
 
 /// Where the photo table keeps what MergePhoto reads; resolved once for a run.

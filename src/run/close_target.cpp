@@ -1,4 +1,6 @@
 // The end of the connection to the target.
+#include <fmt/format.h>
+
 #include "common/trap.h"
 #include "run/conversion.h"
 
@@ -7,6 +9,18 @@ namespace corvix::run {
 using common::Action;
 using common::Error;
 using common::Trap;
+
+namespace {
+
+std::string TakenBackText(std::size_t records) {
+  return fmt::format(
+      "The database could not be closed and goes back to its last checkpoint.  What was stored of {} "
+      "record{} "
+      "since then is taken back; convert again.",
+      records, records == 1 ? "" : "s");
+}
+
+}  // namespace
 
 void CloseTarget(Session& session, Host& host) {
   const common::DialogsScope dialogs(host);
@@ -29,6 +43,7 @@ void CloseTarget(Session& session, Host& host) {
     target->Abandon();
     let_go();
     for (const TakenBack& record : lost) host.RecordTakenBack(record);
+    if (!lost.empty()) host.Notice(TakenBackText(lost.size()));
     throw;
   }
   let_go();

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <map>
 #include <optional>
-#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -13,6 +11,8 @@
 #include "common/text.h"
 #include "core/lookup.h"
 #include "merge/store_rules.h"
+#include "run/photo_review.h"
+#include "run/unreadable_values.h"
 
 namespace corvix::run {
 namespace {
@@ -21,9 +21,6 @@ using core::GetFieldData;
 using core::kCentralKey;
 using core::TableSource;
 using merge::Fate;
-
-/// True when the run does not settle an error of this number by itself while it merges a record.
-bool EndsRun(common::ErrorNumber number) { return number != common::kConversion; }
 
 /// Characters that no table means: the replacement character, and what code_page.h makes of bytes that a page
 /// leaves unassigned (control characters of the upper half, private ones).
@@ -34,13 +31,7 @@ bool HasUndecodable(std::string_view text) {
   });
 }
 
-/// Where a value stands.
-struct Spot {
-  const char* table;
-  std::string_view field;
-  std::int64_t record = 0;
-  const std::string& key;
-};
+using Spot = WarningList::Spot;
 
 class Reviewer {
  public:
@@ -49,12 +40,14 @@ class Reviewer {
     directory = common::RemoveRSlash(directory);
     std::string target = boxes.txtCompsPath;
     for (TableSource* source : {&central_, &comps_, &photo_}) {
+      source->RecordSource = source->name;
       source->Recordset = engine.OpenFoxProTable(directory, source->name);
     }
     database_ = engine.OpenDatabase(common::CkRSlash(target) + "FOLVANE.MDB");
     target_.Recordset = database_->OpenTable("COMPS");
     central_pairs_.emplace(central_, target_);
     comps_pairs_.emplace(comps_, target_);
+    FindRequired();
   }
 
   Review Run() {
@@ -62,36 +55,29 @@ class Reviewer {
     ListFields(comps_);
     Scan(comps_);
     Scan(photo_);
+    for (const TableSource* source : {&central_, &comps_, &photo_}) {
+      source->Records().SelectIndex(kCentralKey);
+      if (std::string why = source->Records().RebuiltIndex(); !why.empty())
+        review_.rebuilt.push_back({source->name, std::move(why)});
+    }
     if (central_.Records().HasRow()) WalkCentral();
-    Review review;
+    Review review = std::move(review_);
     review.comps_left = comps_.Records().RecordCount() - static_cast<std::int64_t>(reached_.size());
-    for (auto& [sort, warning] : warnings_) review.warnings.push_back(std::move(warning));
-    std::ranges::stable_sort(review.warnings, {},
-                             [](const Warning& w) { return !(w.ends_run && w.values > 0); });
+    review.warnings = warnings_.Take();
     return review;
   }
 
  private:
-  Warning& Note(Concern concern, std::string_view table, std::string_view field,
-                common::ErrorNumber number = 0) {
-    Warning& warning = warnings_[{concern, std::string(table), std::string(field), number}];
-    warning.concern = concern;
-    warning.table = table;
-    warning.field = field;
-    return warning;
-  }
-
-  Warning& Count(Concern concern, const Spot& spot, const std::string& value, const std::string& why,
-                 const std::optional<common::Error>& error = {}) {
-    Warning& warning = Note(concern, spot.table, spot.field, error ? error->number() : 0);
-    if (warning.values++ == 0) {
-      warning.record = spot.record;
-      warning.key = spot.key;
-      warning.value = value;
-      warning.ends_run = error && EndsRun(error->number());
-      if (warning.why.empty()) warning.why = why;
+  /// Fields that a new row does not bring a value for by itself, and that must have one.
+  void FindRequired() {
+    core::RecordSet& target = target_.Records();
+    const auto fields = target.Fields();
+    target.BeginAdd();
+    for (std::size_t field = 0; field < fields.size(); ++field) {
+      if (fields[field].required && !fields[field].autonumber && core::IsNull(target.Read(field)))
+        required_.push_back(field);
     }
-    return warning;
+    target.SelectIndex(kCentralKey);  // drops the row
   }
 
   /// Fields of which nothing can arrive, whether or not they hold values.
@@ -101,24 +87,26 @@ class Reviewer {
       const std::string_view wanted = name == "SALEDATE" ? std::string_view("SaleDate") : name;
       const auto position = target_.Records().FindField(wanted);
       if (!position) {
-        Note(Concern::NoTargetField, source.name, name, common::kItemNotFound).why =
+        warnings_.Note(Concern::NoTargetField, source.name, name, common::kItemNotFound).why =
             fmt::format("the target has no field '{}'", wanted);
         continue;
       }
       if (name == "SALEDATE") continue;
       const merge::Decision decision = merge::Decide(merge::PairOf(name, target_.Records()), "x");
       if (decision.fate == Fate::NeverStored)
-        Note(Concern::NeverStored, source.name, name).why = Explain(decision);
+        warnings_.Note(Concern::NeverStored, source.name, name).why = Explain(decision);
     }
   }
 
-  /// Characters of a whole table.
+  /// Characters and unreadable values of a whole table.
   void Scan(TableSource& source) {
     core::RecordSet& records = source.Records();
     if (!records.HasRow()) return;
+    const UnreadableValues unreadable(source);
     for (; !records.PastEnd(); records.MoveNext()) {
       const std::string key(common::Trim(GetFieldData(source, kCentralKey)));
       CheckCharacters(source, 0, key);
+      unreadable.AppendTo(review_.unreadable);
     }
     records.MoveFirst();  // a lookup needs a record to come back to
   }
@@ -128,22 +116,25 @@ class Reviewer {
       if (field.type != core::FieldType::Text && field.type != core::FieldType::Memo) continue;
       const std::string value = GetFieldData(source, field.name);
       if (HasUndecodable(value)) {
-        Count(Concern::Undecodable, {source.name.c_str(), field.name, record, key}, value,
-              "characters that the code page of the table does not have");
+        warnings_.Count(Concern::Undecodable, {source.name, field.name, record, NumberOf(source), key}, value,
+                        "characters that the code page of the table does not have");
       }
     }
   }
 
+  static std::int64_t NumberOf(const TableSource& source) { return source.Records().RecordNumber(); }
+
   void WalkCentral() {
     core::RecordSet& records = central_.Records();
-    records.SelectIndex(kCentralKey);
+    const UnreadableValues unreadable(central_);
     records.MoveFirst();
     for (std::int64_t number = 1; !records.PastEnd(); records.MoveNext(), ++number) {
       const std::string exact(common::Trim(GetFieldData(central_, kCentralKey)));
       CheckCharacters(central_, number, exact);
+      unreadable.AppendTo(review_.unreadable);
       if (exact.empty()) {
-        Count(Concern::BlankKey, {"CENTRAL", kCentralKey, number, exact}, {},
-              "the key is blank; the record is counted and nothing else is done");
+        warnings_.Count(Concern::BlankKey, {"CENTRAL", kCentralKey, number, NumberOf(central_), exact}, {},
+                        "the key is blank; the record is counted and nothing else is done");
       } else {
         ReviewRecord(number, exact);
       }
@@ -154,11 +145,14 @@ class Reviewer {
     std::string key = common::UpperCase(exact);
     const bool is_repeated = CheckKey(number, exact, key);
     const bool is_stored = core::FindRecord(target_, key, kCentralKey);
-    if (is_stored && values_.ConvertPhotosFlag != 0) FollowPhotos(key);
+    const bool merges_photos = values_.ConvertPhotosFlag != 0;
+    if (merges_photos && !is_repeated) photos_.Review(key, is_stored, number, exact);
+    if (is_stored && merges_photos) FollowPhotos(key);
     const bool has_comps = core::FindRecord(comps_, key, kCentralKey);
     if (has_comps) reached_.insert(comps_.Records().GetBookmark().handle);
     if (!is_stored && !is_repeated) {
       ReviewStored(central_, *central_pairs_, number, exact);
+      ReviewRequired(number, exact);
       if (has_comps) ReviewStored(comps_, *comps_pairs_, number, exact);
     } else if (has_comps && values_.DupMode != kKeepTarget) {
       if (is_stored) ReviewFilled(number, exact);
@@ -179,22 +173,24 @@ class Reviewer {
     const auto position = target_.Records().FindField(kCentralKey);
     const std::size_t width = position ? static_cast<std::size_t>(target_.Records().Fields()[*position].size)
                                        : common::Utf16Length(upper);
-    const Spot spot{"CENTRAL", kCentralKey, number, exact};
+    const Spot spot{"CENTRAL", kCentralKey, number, NumberOf(central_), exact};
     if (common::Utf16Length(upper) > width) {
-      Count(Concern::LongKey, spot, exact,
-            fmt::format("longer than the target's key; cut to {} characters", width));
+      warnings_.Count(Concern::LongKey, spot, exact,
+                      fmt::format("longer than the target's key; cut to {} characters", width));
     }
     const auto [first, is_new] = keys_.try_emplace(common::FitWidth(upper, width), exact);
     if (is_new) return false;
     if (first->second == exact) {
-      Count(Concern::RepeatedKey, spot, exact, "the key occurs more than once; later records are duplicates");
+      warnings_.Count(Concern::RepeatedKey, spot, exact,
+                      "the key occurs more than once; later records are duplicates");
     } else if (common::EqualIgnoringCase(first->second, exact)) {
-      Count(Concern::CaseKey, spot, exact,
-            fmt::format("the key differs from '{}' only in letter case; the target takes both for one",
-                        first->second));
+      warnings_.Count(
+          Concern::CaseKey, spot, exact,
+          fmt::format("the key differs from '{}' only in letter case; the target takes both for one",
+                      first->second));
     } else {
-      Count(Concern::CutKey, spot, exact,
-            fmt::format("cut to the target's width the key is that of '{}'", first->second));
+      warnings_.Count(Concern::CutKey, spot, exact,
+                      fmt::format("cut to the target's width the key is that of '{}'", first->second));
     }
     return true;
   }
@@ -209,8 +205,25 @@ class Reviewer {
       if (value.empty()) continue;
       const merge::Decision decision = merge::Decide(pair, value);
       if (decision.fate == Fate::Stored) continue;
-      Count(ConcernOf(decision), {source.name.c_str(), pair.name, number, key}, value, Explain(decision),
-            decision.error);
+      warnings_.Count(ConcernOf(decision), {source.name, pair.name, number, NumberOf(source), key}, value,
+                      Explain(decision), decision.error);
+    }
+  }
+
+  /// A new row is first stored with its central data alone.
+  void ReviewRequired(std::int64_t number, const std::string& key) {
+    for (const std::size_t field : required_) {
+      const auto brings_value = [&](const merge::FieldPair& pair) {
+        if (!pair.target || pair.target.position != field) return false;
+        const std::string value = GetFieldData(central_, pair.name);
+        return !value.empty() && (pair.is_key || merge::Decide(pair, value).value);
+      };
+      if (std::ranges::any_of(*central_pairs_, brings_value)) continue;
+      const std::string& name = target_.Records().Fields()[field].name;
+      warnings_.Count(
+          Concern::Required, {"CENTRAL", name, number, NumberOf(central_), key}, {},
+          fmt::format("field '{}' of the target must have a value, and the new row gets none", name),
+          common::Error(common::kFieldRequired));
     }
   }
 
@@ -239,8 +252,9 @@ class Reviewer {
       const std::string value = GetFieldData(central_, field.name);
       const auto error = merge::AssignmentError(fields[*position], value);
       if (!error) continue;
-      Count(Concern::FillRefused, {"CENTRAL", field.name, number, key}, value,
-            error->what() + std::string("; the central fields behind it are not filled either"), error);
+      warnings_.Count(Concern::FillRefused, {"CENTRAL", field.name, number, NumberOf(central_), key}, value,
+                      error->what() + std::string("; the central fields behind it are not filled either"),
+                      error);
       return;
     }
   }
@@ -255,42 +269,13 @@ class Reviewer {
   std::optional<merge::FieldPairs> comps_pairs_;
   std::unordered_map<std::string, std::string> keys_;  // fitted to the target, with their first spelling
   std::unordered_set<std::uint64_t> reached_;          // comps records
-  std::map<std::tuple<Concern, std::string, std::string, common::ErrorNumber>, Warning> warnings_;
+  std::vector<std::size_t> required_;                  // of the target
+  WarningList warnings_;
+  PhotoReview photos_{photo_, target_, warnings_};
+  Review review_;
 };
 
 }  // namespace
-
-std::string_view ConcernName(Concern concern) {
-  switch (concern) {
-    case Concern::NoTargetField:
-      return "no_target_field";
-    case Concern::NeverStored:
-      return "never_stored";
-    case Concern::Cut:
-      return "text_cut";
-    case Concern::Sentinel:
-      return "sentinel_date";
-    case Concern::NotADate:
-      return "not_a_date";
-    case Concern::Refused:
-      return "refused";
-    case Concern::FillRefused:
-      return "fill_refused";
-    case Concern::Undecodable:
-      return "undecodable";
-    case Concern::BlankKey:
-      return "blank_key";
-    case Concern::LongKey:
-      return "long_key";
-    case Concern::RepeatedKey:
-      return "repeated_key";
-    case Concern::CaseKey:
-      return "case_key";
-    case Concern::CutKey:
-      return "cut_key";
-  }
-  return {};
-}
 
 Review ReviewSources(core::TableEngine& engine, const BoxTexts& boxes, const RunValues& values) {
   return Reviewer(engine, boxes, values).Run();

@@ -8,53 +8,18 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "run/host.h"
+#include "run/review_warnings.h"
 
 namespace corvix::run {
 
-enum class Concern {
-  // Fields: these are told even when no value is concerned.
-  NoTargetField,  ///< values under the store rules end the run
-  NeverStored,    ///< by the target field's type
-  // Values.
-  Cut,
-  Sentinel,
-  NotADate,
-  Refused,      ///< by an error of the store rules
-  FillRefused,  ///< a central value, or its absence, when it would fill an empty field of a row that is there
-  Undecodable,  ///< characters that the table's code page does not have
-  // Keys of the central table.
-  BlankKey,
-  LongKey,      ///< wider than the target's key
-  RepeatedKey,  ///< the same key once more
-  CaseKey,      ///< the same key in other letter case
-  CutKey,       ///< another key that is the same once it is cut to the target's width
-};
-
-/// A word for machines: "no_target_field".
-std::string_view ConcernName(Concern concern);
-
-/// One kind of finding for one field, with how often and where first.
-struct Warning {
-  Concern concern{};
-  std::string table;
-  std::string field;
-  std::int64_t values = 0;
-  bool ends_run = false;
-  std::string why;  ///< without a closing period
-  // Of the first value: the record's number in the walk over the central table (0 for a record that is not
-  // reached through it), its key, and the value.
-  std::int64_t record = 0;
-  std::string key;
-  std::string value;
-};
-
 struct Review {
   std::vector<Warning> warnings;  ///< those that end the run first
-  std::int64_t comps_left = 0;    ///< comps records that no central record reaches
+  std::vector<UnreadableValue> unreadable;
+  std::vector<RebuiltIndex> rebuilt;
+  std::int64_t comps_left = 0;  ///< comps records that no central record reaches
 };
 
 /// Opens the tables of the boxes for itself. DupMode and ConvertPhotosFlag of the values count; where the run

@@ -91,6 +91,33 @@ TEST_F(SourceReviewTest, Fields_AreToldAndWhichOfThemEndTheRun) {
   EXPECT_EQ(review.warnings[1].why, "'N/A' is not a number");
 }
 
+TEST_F(SourceReviewTest, PhotosAndRequiredFields_AreToldBeforeTheyEndTheRun) {
+  core::Field required = test::TextField("AGENT", 8), given = test::TextField("ADDRESS", 10),
+              defaulted = test::TextField("STATE", 2);
+  required.required = given.required = defaulted.required = true;
+  tables.target =
+      test::KeyedTable({test::TextField("CENTRALKEY", 10), given, required, defaulted,
+                        test::TextField("PHOTOS", 20), test::TypedField("LOTSIZE", core::FieldType::Double)},
+                       test::KeyOrder::AccessText);
+  tables.target->defaults = {Null{}, Null{}, Null{}, std::string("CA")};
+  tables.comps = test::KeyedTable({test::TextField("CENTRALKEY", 10)}, test::KeyOrder::FoxProTag);
+  tables.target->AddRow({std::string("A1"), std::string("HAS"), std::string("HAS"), std::string("CA"),
+                         std::string("REAR|P1\r\n")});
+  Central("A1");
+  Central("B2", std::string("GIVEN"));
+  for (const char* view : {"rear", "A|B", "FRONT VIEW"})
+    tables.photo->AddRow({std::string("A1"), std::string("P2"), std::string(view)});
+  tables.central->unreadable = {{{1, "LOTSIZE"}, "1x"}};
+  tables.photo->rebuilt_index = "an entry is missing";
+  EXPECT_THAT(
+      Warnings(kKeepTarget),
+      ElementsAre("no_target_field PHOTO.FRONT: 1! 1 A1", "required CENTRAL.AGENT: 1! 2 B2",
+                  "photo_list_too_long PHOTO.PHOTOS: 1! 1 A1", "view_added_again PHOTO.VIEW: 1 1 A1"));
+  EXPECT_EQ(review.warnings.at(0).source_record, 3);
+  EXPECT_EQ(review.unreadable.at(0).text, "1x");
+  EXPECT_EQ(review.rebuilt.at(0).table, "PHOTO");
+}
+
 TEST_F(SourceReviewTest, UndecodableCharacters_AreFoundInEveryTable) {
   Central("A1", std::string("CAF\xC3\x89"));                                      // a letter
   Central("A2", std::string("\xC2\x81"));                                         // U+0081

@@ -137,7 +137,9 @@ class Preview(Companion):
                           ['inspect', self.database, '--json'], ['dump', self.database, 'COMPS'],
                           ['dump', self.source, 'CENTRAL'], ['check', '--notes', self.source, self.target]):
             done = run(*arguments)
-            self.assertEqual((done.returncode, done.stderr), (0, ''), arguments)
+            refused = arguments[0] == 'preview'  # a conversion could not write here
+            self.assertEqual((done.returncode, done.stderr), (int(refused), ''), arguments)
+            self.assertEqual(refused, 'THE CONVERSION WOULD FAIL: error 3051' in done.stdout)
             self.assertTrue(done.stdout)
         self.assertEqual((state(self.source), state(self.target)), before)
 
@@ -147,6 +149,23 @@ class Preview(Companion):
         done = run('preview', *self.directories)
         self.assertEqual(done.returncode, 1)
         self.assertIn('COMPS.DBF was not found.  Please correct and try again.', done.stdout)
+        self.assertIn('the sources could not be looked through', done.stdout)
+
+    def test_the_verdict_is_that_of_the_conversion(self):
+        self.office(30)
+        with open(self.database, 'rb') as reader:
+            fcntl.flock(reader, fcntl.LOCK_SH)
+            self.assertIn('THE CONVERSION WOULD FAIL: error 3051', run('preview', *self.directories).stdout)
+            self.assertEqual(run('preview', '--yes', '--backup', *self.directories).returncode, 1)
+        self.assertEqual(run('preview', '--yes', '--backup', *self.directories).returncode, 0)
+        for spoil in (lambda: os.remove(self.database), lambda: os.mkdir(self.database), lambda: shutil.copyfile(
+                os.path.join(self.source, 'PHOTO.DBF'), self.database)):
+            if os.path.isdir(self.database):
+                os.rmdir(self.database)
+            spoil()
+            done = run('convert', '--yes', *self.directories)
+            self.assertEqual((done.returncode, run('preview', *self.directories).returncode), (1, 1))
+            self.assertIn('nothing was converted', done.stdout)
 
 
 class Report(Companion):
@@ -334,6 +353,24 @@ class Jobs(Companion):
         self.assertIn('line 4 failed: Error # 3049', again.stdout)
         self.assertIn('1 of 3 offices done, 2 failed', again.stdout)
 
+    def test_a_batch_can_be_previewed_checked_and_run_again(self):
+        self.office(10)
+        write_file(self.path('jobs'), b'old new --report own.txt\nold new\n')
+        jobs = ['--jobs', self.path('jobs')]
+        before = state(self.target)
+        told = lines(self.succeed('preview', '--json', *jobs))
+        self.assertEqual([t['line'] for t in told if t['kind'] == 'office'], [1, 2])
+        self.assertIn('2 of 2 offices done', self.succeed('preview', *jobs))
+        self.assertEqual(self.succeed('check', *jobs).count('FOLVANE.MDB'), 1)
+        self.assertEqual(state(self.target), before)
+        for code, names in (0, ['002']), (1, ['002', '002-2']), (1, ['002', '002-2', '002-3']):
+            self.assertEqual(run('convert', '--yes', '--reports', self.path('r'), *jobs).returncode, code)
+            self.assertEqual(set(os.listdir(self.path('r'))), {'office-%s.txt' % name for name in names})
+        write_file(self.path('r/office-002.txt'), b'old')
+        run('convert', '--yes', '--reports', self.path('r'), '--replace', *jobs)
+        self.assertEqual(len(os.listdir(self.path('r'))), 3)
+        self.assertNotEqual(read_file(self.path('r/office-002.txt')), b'old')
+
     def test_a_stop_ends_the_batch_and_answers_go_on_from_office_to_office(self):
         self.office(30, 100)
         shutil.copytree(self.target, self.path('a'))
@@ -416,8 +453,9 @@ class Looking(Companion):
         self.office(5)
         for arguments in ([], ['nothing'], ['preview'], ['preview', '--source', '.'],
                           ['restore', 'x'], ['inspect'], ['check'], ['inspect', '--xml', '.'],
+                          ['check', '--jobs', 'x', '.'], ['preview', '--jobs', 'x', '--source', '.'],
                           *(['convert', *self.directories, option, 'x']
-                            for option in ('--duplicates', '--reports', '--jobs', '--report'))):
+                            for option in ('--duplicates', '--reports', '--jobs', '--report', '--replace'))):
             done = run(*arguments)
             self.assertEqual((done.returncode, done.stdout), (2, ''), arguments)
         for command in 'convert', 'preview', 'restore', 'inspect', 'dump', 'check', 'sample':
