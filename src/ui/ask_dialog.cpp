@@ -62,27 +62,28 @@ void AskDialog::Show(const run::PromptContents& contents) {
   records.setText(ToQt(contents.SourceRecords()));
   records.setAccessibleDescription("Source");
   for (const run::PromptRow& row : run::PromptRows()) {
-    for (const run::PromptCell& cell : row.source) {
-      auto& label = Control<QLabel>(*this, cell.control);
+    for (std::size_t i = 0; i < row.source.size(); ++i) {
+      auto& label = Control<QLabel>(*this, row.source[i].control);
       label.setIndent(kBoxMargin);
-      ShowText(label, ToQt(contents.Text(cell)));
-      label.setAccessibleDescription(ToQt("Source " + std::string(row.caption)));
+      ShowText(label, ToQt(contents.Text(row.source[i])));
+      label.setAccessibleDescription(ToQt(SpokenName("Source", row, i)));
     }
     for (const run::PromptCell& cell : row.target) {
       ShowText(Control<QLineEdit>(*this, cell.control), ToQt(contents.Text(cell)));
     }
     for (std::size_t i = 0; i < row.target.size(); ++i) {
       if (!contents.Differs(row, i)) continue;
-      MarkDifference(row.source[i]);
-      MarkDifference(row.target[i]);
+      MarkDifference(row.source[i], SpokenName("Source", row, i));
+      MarkDifference(row.target[i], SpokenName("Target", row, i));
     }
   }
 }
 
-void AskDialog::MarkDifference(const run::PromptCell& cell) {
+void AskDialog::MarkDifference(const run::PromptCell& cell, const std::string& spoken) {
   auto& widget = Control<QWidget>(*this, cell.control);
   auto& sign = Control<QLabel>(*this, SignName(cell));
   sign.setText(QStringLiteral("≠"));
+  sign.setAccessibleName(ToQt(spoken + " differs"));
   for (QWidget* marked : {&widget, static_cast<QWidget*>(&sign)}) {
     QFont font = marked->font();
     font.setBold(true);

@@ -23,7 +23,7 @@ class AskDialog : public ModalForm {
 
  private:
   void Show(const run::PromptContents& contents);
-  void MarkDifference(const run::PromptCell& cell);
+  void MarkDifference(const run::PromptCell& cell, const std::string& spoken);
   void Answer(std::int16_t answer);
   void cmdDontask_Click(WindowDialogs& dialogs);
 

@@ -18,7 +18,10 @@ namespace {
 /// answer for the user.
 class Question : public QMessageBox {
  public:
-  using QMessageBox::QMessageBox;
+  template <class... Arguments>
+  explicit Question(Arguments... arguments) : QMessageBox(arguments...) {
+    setWindowFlags((windowFlags() | Qt::CustomizeWindowHint) & ~Qt::WindowCloseButtonHint);
+  }
 
  protected:
   void keyPressEvent(QKeyEvent* event) override {

@@ -1,6 +1,7 @@
 #include "ui/modal_form.h"
 
 #include <QKeyEvent>
+#include <QPushButton>
 
 #include "ui/form.h"
 
@@ -19,6 +20,8 @@ ModalForm::ModalForm(const FormEntry& form, std::span<const ControlEntry> contro
   setWindowTitle(ToQt(form.caption));
   setFixedSize(ToPixels(form.width), ToPixels(form.height));
   MakeControls(*this, controls);
+  // Else the toolkit draws one of the buttons as if Enter pressed it wherever the focus is.
+  for (QPushButton* button : findChildren<QPushButton*>()) button->setAutoDefault(false);
 }
 
 void ModalForm::showEvent(QShowEvent* event) {
@@ -28,7 +31,11 @@ void ModalForm::showEvent(QShowEvent* event) {
 
 void ModalForm::keyPressEvent(QKeyEvent* event) {
   const int key = event->key();
-  if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter) return;
+  if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+    if (auto* button = qobject_cast<QPushButton*>(focusWidget())) button->click();
+    return;
+  }
+  if (key == Qt::Key_Escape) return;
   QDialog::keyPressEvent(event);
 }
 

@@ -1,5 +1,5 @@
 // A modal dialog made from a control table: fixed size, and closed only by its buttons or its close box. Esc
-// and Enter do nothing unless a control takes them, so that a key held down answers no question.
+// does nothing, Enter presses the button that has the focus and nothing else.
 #pragma once
 
 #include <QDialog>

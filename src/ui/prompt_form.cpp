@@ -83,19 +83,14 @@ class Table {
                            .place = {column.left - kSignWidth, top, kSignWidth, kCellHeight},
                            .parent = frame,
                            .centred = true});
-      controls_.push_back({.name = cells[i].control,
-                           .kind = kind,
-                           .place = {column.left, top, column.width, kCellHeight},
-                           .parent = frame,
-                           .tab_index = kind == ReadOnlyBox ? kFirstBoxTab + boxes_++ : kNoTabStop,
-                           .spoken = kind == ReadOnlyBox ? Keep(Spoken(side, row, i)) : std::string_view()});
+      controls_.push_back(
+          {.name = cells[i].control,
+           .kind = kind,
+           .place = {column.left, top, column.width, kCellHeight},
+           .parent = frame,
+           .tab_index = kind == ReadOnlyBox ? kFirstBoxTab + boxes_++ : kNoTabStop,
+           .spoken = kind == ReadOnlyBox ? Keep(SpokenName(side, row, i)) : std::string_view()});
     }
-  }
-
-  static std::string Spoken(std::string_view side, const run::PromptRow& row, std::size_t position) {
-    std::string text = std::string(side) + " " + std::string(row.caption);
-    if (row.target.size() > 1) text += ", " + std::string(row.target[position].field);
-    return text;
   }
 
   void AddCaption(std::string_view frame, std::string_view caption, std::string_view buddy) {
@@ -134,6 +129,17 @@ class Table {
 std::span<const ControlEntry> PromptControls() {
   static const Table table;
   return table.controls();
+}
+
+std::string SpokenName(std::string_view side, const run::PromptRow& row, std::size_t position) {
+  static constexpr std::array<std::string_view, 2> kAddress{"Address", "Address, second line"};
+  static constexpr std::array<std::string_view, 3> kCity{"City", "State", "Zip"};
+  static constexpr std::array<std::string_view, 3> kRooms{"Rooms", "Bedrooms", "Baths"};
+  std::string_view name = row.caption;
+  if (name == "Address") name = kAddress.at(position);
+  if (name == "City") name = kCity.at(position);
+  if (name == "Room Count") name = kRooms.at(position);
+  return std::string(side) + " " + std::string(name);
 }
 
 std::string SignName(const run::PromptCell& cell) { return "sign" + std::string(cell.control); }

@@ -14,6 +14,9 @@ inline constexpr FormEntry kPromptForm{"frmAsk", "Replace The Comparable Data?",
 
 std::span<const ControlEntry> PromptControls();
 
+/// What a cell holds, for readers of the screen: "Target Bedrooms".
+std::string SpokenName(std::string_view side, const run::PromptRow& row, std::size_t position);
+
 /// Name of the small label before a cell that shows the sign of a difference.
 std::string SignName(const run::PromptCell& cell);
 

@@ -110,7 +110,11 @@ TEST_F(AccessibilityTest, ThePromptIsNamedAndReachedByKeyboard) {
     EXPECT_EQ(std::vector<std::string>(order.begin(), order.begin() + 5),
               (std::vector<std::string>{"cmdYes", "cmdNo", "cmdStop", "cmdDontask", "Text17"}));
     EXPECT_EQ(order.size(), 4u + 19u) << "the target's boxes can be read by keyboard";
+    EXPECT_EQ(ui::Control<QWidget>(dialog, "Text2").accessibleName(), "Target Bedrooms");
+    EXPECT_EQ(ui::Control<QWidget>(dialog, "signText17").accessibleName(), "Target Address differs");
     ui::Control<QWidget>(dialog, "Text8").setFocus();
+    for (const auto* button : dialog.findChildren<QPushButton*>())
+      EXPECT_FALSE(button->isDefault()) << "drawn as if Enter pressed it";
     QTest::keyClick(&ui::Control<QWidget>(dialog, "Text8"), Qt::Key_Return);
     EXPECT_TRUE(dialog.isVisible()) << "Enter in a box answered";
     QTest::keyClick(&ui::Control<QWidget>(dialog, "cmdNo"), Qt::Key_Return);
