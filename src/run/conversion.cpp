@@ -85,6 +85,8 @@ class Conversion {
   void Refuse(const Error& failure) {
     session_.ended_by = failure;
     DisplayMessage(host_.lblmsg(), "Nothing was converted", kBlack);
+    pointer_.Restore();
+    host_.RunRefused(failure);
   }
 
   void RefreshPaths() {

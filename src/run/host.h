@@ -66,6 +66,8 @@ class Host : public common::Dialogs {
   virtual void LastYield(RunValues& values) { static_cast<void>(values); }
   /// Told once before a run begins, where sources are read by indexes that were built from their records.
   virtual void IndexesRebuilt(const std::vector<RebuiltIndex>& rebuilt);
+  /// Told when a run ends before its first record, because the error left it without something that it needs.
+  virtual void RunRefused(const common::Error& failure) { static_cast<void>(failure); }
   /// Told once for each source record when it is done, also while an error carries the run out of it: must
   /// not throw.
   virtual void RecordDone(const RecordEvent& event) = 0;

@@ -133,6 +133,7 @@ void MainWindow::Connect() {
 void MainWindow::cmdnewconvert_Click() {
   if (running_) return;
   session_.values.CurrentKey.clear();  // so that an error before the first record names none
+  session_.values.CurrentRecord = 0;
   Act([this] {
     const RunningState state(*this);
     host_->Begin();

@@ -106,6 +106,11 @@ void WindowHost::Yield(run::RunValues& values) {
 
 void WindowHost::LastYield(run::RunValues& values) { ServeEvents(values); }
 
+void WindowHost::RunRefused(const common::Error& failure) {
+  ShowProgress();
+  if (asks_) dialogs_.Failure(std::string("Nothing was converted.  ") + failure.what() + ".");
+}
+
 void WindowHost::ServeEvents(run::RunValues& values) {
   if (asks_) {
     ShowProgress();

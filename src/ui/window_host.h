@@ -55,6 +55,7 @@ class WindowHost : public run::Host {
   void ShowDuplicatePrompt(run::RunValues& values) override;
   void Yield(run::RunValues& values) override;
   void LastYield(run::RunValues& values) override;
+  void RunRefused(const common::Error& failure) override;
   void RecordDone(const run::RecordEvent&) override {}  // the labels say it all
 
  private:

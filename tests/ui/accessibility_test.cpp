@@ -117,6 +117,7 @@ TEST_F(AccessibilityTest, ThePromptIsNamedAndReachedByKeyboard) {
       EXPECT_FALSE(button->isDefault()) << "drawn as if Enter pressed it";
     QTest::keyClick(&ui::Control<QWidget>(dialog, "Text8"), Qt::Key_Return);
     EXPECT_TRUE(dialog.isVisible()) << "Enter in a box answered";
+    ui::Control<QWidget>(dialog, "cmdNo").setFocus();
     QTest::keyClick(&ui::Control<QWidget>(dialog, "cmdNo"), Qt::Key_Return);
     EXPECT_FALSE(dialog.isVisible());
   });

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::ClickOn;
-using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 class FilesTest : public test::WindowTest {
@@ -111,7 +111,10 @@ TEST_F(FilesTest, ADatabaseWithoutItsTableLeavesTheOneBeforeAlone) {
   jet::CreateDatabase(files_, unusable, {});
   Get<QLineEdit>("txtCompsPath").setText(ui::ToQt(common::DisplayPath(by_command_.path())));
   Convert();
-  EXPECT_THAT(dialogs.boxes.notices, Contains(HasSubstr("is missing or is invalid.")));
+  EXPECT_THAT(dialogs.boxes.notices, ElementsAre(HasSubstr("is missing or is invalid.")));
+  EXPECT_THAT(dialogs.failures,
+              ElementsAre(HasSubstr("Nothing was converted.  The database has no table 'COMPS'")));
+  EXPECT_EQ(TextOf("lblmsg") + TextOf("lblRecord"), "Nothing was converted");
   EXPECT_EQ(bytes(), before);
 }
 
