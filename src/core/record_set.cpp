@@ -1,6 +1,7 @@
 #include "core/record_set.h"
 
 #include "common/error.h"
+#include "common/text.h"
 #include "core/text_form.h"
 
 namespace corvix::core {
@@ -11,6 +12,8 @@ bool RecordSet::ReadText(std::size_t field, std::string& text) const {
   AppendText(text, value);
   return !IsNull(value);
 }
+
+std::string RecordSet::InCapitals(std::string_view key) const { return common::UpperCase(key); }
 
 std::optional<std::string> RecordSet::UnreadableText(std::size_t) const { return std::nullopt; }
 

@@ -43,7 +43,7 @@ class RecordSet {
   virtual std::optional<std::size_t> FindField(std::string_view name) const = 0;
 
   /// Makes the named index (without regard to case) the current order and the one that SeekEqual uses; keeps
-  /// the current record. 3015: the table has no such index.
+  /// the current record. 3015: the table has no such index, nor a field that one could be made of.
   virtual void SelectIndex(std::string_view name) = 0;
   /// Goes to the first record, in index order, whose key equals the text. 3019: no index is selected.
   /// 3250: the index cannot form a key of the text.
@@ -68,6 +68,9 @@ class RecordSet {
   /// Why the selected index is not the one of the file but one that was built from the records, for people
   /// and without a closing period; empty when it is the file's own.
   virtual std::string RebuiltIndex() const { return {}; }
+  /// A key in capitals, as far as this table can hold them: a letter whose capital its code page lacks stays
+  /// as it is.
+  virtual std::string InCapitals(std::string_view key) const;
 
   /// A new empty row, default values applied, becomes the row being written. 3027: read-only.
   virtual void BeginAdd() = 0;

@@ -20,6 +20,7 @@ void MergeData(const FieldPairs& pairs, core::TableSource& source, core::TableSo
     if (!common::EqualIgnoringCase(mode, kReplace)) return;
     std::string value;
     for (const FieldPair& pair : pairs) {
+      if (pair.rule == StoreRule::Nothing) continue;  // a memo is not read in vain
       GetFieldData(source, pair.source, value);
       if (value.empty()) continue;
       if (pair.is_key && !GetFieldData(target, core::kCentralKey).empty()) continue;

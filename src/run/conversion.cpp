@@ -307,12 +307,18 @@ class Conversion {
   }
 
   /// The same with the trimmed, upper-cased key, leaving the working key as it is.
-  static bool FoundCopy(const Trap& trap, TableSource& source, const std::string& key) {
+  bool FoundCopy(const Trap& trap, TableSource& source, const std::string& key) {
     std::string copy = UpperKey(key);
     return Found(trap, source, copy);
   }
 
-  static std::string UpperKey(const std::string& key) { return common::UpperCase(common::Trim(key)); }
+  /// Letters whose capital the central table's code page lacks stay as they are, so that they are found in
+  /// all tables.
+  std::string UpperKey(std::string_view key) const {
+    key = common::Trim(key);
+    const auto& central = sources_.datCentral.Recordset;
+    return central ? central->InCapitals(key) : common::UpperCase(key);
+  }
 
   void ShowNotice(const Trap& trap, std::string_view text) {
     MakeSafe(trap);

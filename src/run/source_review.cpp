@@ -142,7 +142,7 @@ class Reviewer {
   }
 
   void ReviewRecord(std::int64_t number, const std::string& exact) {
-    std::string key = common::UpperCase(exact);
+    std::string key = central_.Records().InCapitals(exact);
     const bool is_repeated = CheckKey(number, exact, key);
     const bool is_stored = core::FindRecord(target_, key, kCentralKey);
     const bool merges_photos = values_.ConvertPhotosFlag != 0;

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "foxpro/tables.h"
+#include "storage/foxpro/key_sorter.h"
 
 namespace corvix::foxpro {
 namespace {
@@ -80,6 +81,25 @@ INSTANTIATE_TEST_SUITE_P(Shapes, IndexTrees,
                                          Shape{"Pairs", 24, 200, 26, 5},
                                          Shape{"BigRecordNumbers", 70000, 4, 26, 3}),
                          [](const auto& shape) { return shape.param.name; });
+
+TEST(IndexTrees, KeysBeyondTheBudgetAreSortedInParts) {
+  std::mt19937 random(7);
+  KeySorter in_parts(2, 600);
+  std::vector<std::pair<std::string, std::uint32_t>> expected;
+  for (std::uint32_t record = 1000; record > 0; --record) {
+    std::string key{static_cast<char>('A' + random() % 26), static_cast<char>('A' + random() % 26)};
+    in_parts.Add(storage::AsBytes(key), record);
+    expected.emplace_back(std::move(key), record);
+  }
+  std::ranges::sort(expected);
+  in_parts.Sort();
+  for (const auto& [key, record] : expected) {
+    ASSERT_TRUE(in_parts.Next());
+    ASSERT_EQ(storage::AsText(in_parts.Key()), key);
+    ASSERT_EQ(in_parts.Record(), record);
+  }
+  EXPECT_FALSE(in_parts.Next());
+}
 
 TEST(IndexTrees, MoreTagsThanOnePageOfTheDirectory) {
   storage::MemoryFileSystem files;

@@ -67,6 +67,35 @@ TEST(MemoFile, MemosOfDBase) {
   EXPECT_EQ(TextOf(*four), "-");
 }
 
+/// Memos that claim the rest of a large file, and ones that begin in the middle of others.
+TEST(MemoFile, LengthsAreMeasuredBeforeTheyAreFollowed) {
+  storage::MemoryFileSystem files;
+  constexpr int kRecords = 2000;
+  FoxProWriter writer(files, kDirectory, "T", {.fields = {{"TEXT", 'M', 10}}});
+  for (int i = 0; i < kRecords; ++i) {
+    writer.SetMemo(0, TextOfLength(500));
+    writer.Append();
+  }
+  writer.Finish();
+  auto& memos = files.Contents(kDirectory / "T.FPT");
+  const auto read_all = [&] {
+    const auto records = Open(files);
+    std::size_t bytes = 0;
+    for (; !records->PastEnd(); records->MoveNext()) {
+      ErrorOf([&] { bytes += TextOf(*records).size(); });
+    }
+    return bytes;
+  };
+  EXPECT_EQ(read_all(), kRecords * 500u);
+  memos[6] = memos[7] = std::byte{0};  // a block size of 1
+  EXPECT_LT(read_all(), 10 * memos.size());
+  memos[7] = std::byte{64};
+  memos.resize(memos.size() + kLongestMemo + 512);
+  memos[512 + 4] = std::byte{0x7F};
+  EXPECT_THAT(ErrorOf([&] { TextOf(*Open(files)); }), testing::HasSubstr("more than a memo has"));
+  EXPECT_EQ(Open(files)->UnreadableText(0), "8");
+}
+
 TEST(MemoFile, DamageIsNamedAndNeverReadBeyondTheFile) {
   storage::MemoryFileSystem files;
   FoxProWriter writer(files, kDirectory, "T", {.fields = {{"TEXT", 'M', 10}}});

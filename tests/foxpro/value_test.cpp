@@ -1,6 +1,7 @@
 // Field values: what the bytes of every type mean, as values and as text.
 #include <array>
 #include <bit>
+#include <fmt/ranges.h>
 #include <sstream>
 
 #include "core/text_form.h"
@@ -31,8 +32,8 @@ TEST(DbfValue, Numbers) {
       {"  **.**", {}, Form::Overflow}, {"   .", {}, Form::None},
       {"-", {}, Form::None},           {"abc", {}, Form::None},
       {"nan", {}, Form::None},         {"-inf", {}, Form::None},
-      {"12AB", 12, Form::Odd},         {"1.2E+05", 120000, Form::Odd},
-      {"1 2", 1, Form::Odd},           {"12,5", 12.5, Form::Odd},
+      {"12AB", 12, Form::Partial},     {"1.2E+05", 120000, Form::Odd},
+      {"1 2", 1, Form::Partial},       {"12,5", 12.5, Form::Odd},
       {"0   . ", 0, Form::Odd},        {"1E999", {}, Form::None},
   };
   for (const auto& [raw, value, form] : kCases) {
@@ -72,6 +73,46 @@ TEST(DbfValue, DaysOfTheCalendarOnly) {
     const Day back = DayOfJulian(JulianDay(day));
     EXPECT_TRUE(back.year == day.year && back.month == day.month && back.day == day.day) << day.year;
   }
+}
+
+TEST(DbfValue, CharactersThatAreNoValueOfTheTypeAreTold) {
+  const struct {
+    std::array<std::string_view, 5> raw;  // N, D, L, M, G
+    const char* told;                     // by field, "-" for nothing
+    const char* read;
+  } kCases[] = {
+      {{"      42", "20020305", "T", "", ""}, "- - - - -", "42 3/5/2002 True - -"},
+      {{"        ", "        ", "?", "", ""}, "- - - - -", "- - False - -"},
+      {{"   .    ", "  /  /  ", " ", "", ""}, "- - - - -", "- - False - -"},
+      {{"  1.5E+2", "00000000", "n", "", ""}, "- - - - -", "150 - False - -"},
+      {{"    12x4", "20010231", "x", "abc", "99"}, "12x4 20010231 x abc 99", "12 - False - error"},
+      {{"********", "********", "1", "9999999999", "x"},
+       "******** ******** 1 9999999999 x",
+       "- - False error -"},
+  };
+  storage::MemoryFileSystem files;
+  FoxProWriter writer(
+      files, kDirectory, "T",
+      {.fields = {{"N", 'N', 8, 2}, {"D", 'D', 8}, {"L", 'L', 1}, {"M", 'M', 10}, {"G", 'G', 10}}});
+  for (const auto& each : kCases) {
+    for (std::size_t i = 0; i < each.raw.size(); ++i) writer.SetRaw(i, each.raw[i]);
+    writer.Append();
+  }
+  writer.Finish();
+  const auto records = Open(files);
+  for (const auto& each : kCases) {
+    std::vector<std::string> told, read;
+    for (std::size_t i = 0; i < each.raw.size(); ++i) {
+      told.push_back(records->UnreadableText(i).value_or("-"));
+      std::string text;
+      read.push_back(ErrorOf([&] { text = TextOf(*records, i); }) == "none" ? text : "error");
+    }
+    EXPECT_EQ(fmt::format("{}", fmt::join(told, " ")), each.told);
+    EXPECT_EQ(fmt::format("{}", fmt::join(read, " ")), each.read);
+    records->MoveNext();
+  }
+  EXPECT_THAT(ProblemsOf(files),
+              testing::HasSubstr("record 5, field N: '12x4' is no value of type N, read as 12"));
 }
 
 // The direct way from bytes to text must give what the value gives.
@@ -130,7 +171,7 @@ TEST(DbfValue, EveryTypeOfFoxPro2) {
   writer.SetRaw(4, "?");
   writer.Append();
   writer.Finish();
-  EXPECT_EQ(ProblemsOf(files), "");
+  EXPECT_EQ(ProblemsOf(files), "T.DBF, record 2, field F: '********' is no value of type F, read as Null\n");
 
   const auto records = Open(files);
   using core::FieldType;

@@ -195,6 +195,18 @@ std::optional<std::string> CodePage::FromUtf8(std::string_view text) const {
   return bytes;
 }
 
+std::string CodePage::UpperCase(std::string_view text) const {
+  std::string capitals = common::UpperCase(text);
+  if (common::IsAscii(text) || FromUtf8(capitals)) return capitals;
+  // Letter by letter; both texts have as many of them.
+  const std::u16string letters = common::ToUtf16(text);
+  std::u16string result = common::ToUtf16(capitals);
+  for (std::size_t i = 0; i < result.size() && i < letters.size(); ++i) {
+    if (!FromUtf8(common::ToUtf8(result.substr(i, 1)))) result[i] = letters[i];
+  }
+  return common::ToUtf8(result);
+}
+
 std::optional<int> CodePageOfLanguageDriver(std::uint8_t driver) {
   switch (driver) {
     case 0x01:  // FoxPro, US DOS; the values up to 0x50 that follow are dBASE's

@@ -36,6 +36,9 @@ class CodePage {
   /// The bytes of a UTF-8 text; none when one of its characters is not in the page.
   std::optional<std::string> FromUtf8(std::string_view text) const;
 
+  /// A UTF-8 text in capitals; letters whose capital the page lacks stay as they are.
+  std::string UpperCase(std::string_view text) const;
+
   /// The byte of the letter's other case, the byte itself where the page has none. In the two-byte pages only
   /// ASCII letters have one.
   char Upper(char byte) const { return static_cast<char>(upper_[static_cast<unsigned char>(byte)]); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -256,6 +257,18 @@ constexpr mode_t kNewPermissions = 0666;
 
 std::unique_ptr<File> PosixFileSystem::Open(const fs::path& path, OpenMode mode) {
   return OpenFile(path, mode, kNewPermissions);
+}
+
+std::unique_ptr<File> OpenUnnamedFile() {
+  std::error_code error;
+  fs::path directory = fs::temp_directory_path(error);
+  if (error) directory = "/tmp";
+  std::string name = (directory / "corvix-XXXXXX").string();
+  const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor < 0) ThrowSystemError(errno, "make a temporary file", directory);
+  auto file = std::make_unique<PosixFile>(descriptor, name);
+  if (::unlink(name.c_str()) != 0) ThrowSystemError(errno, "remove the name of the temporary file", name);
+  return file;
 }
 
 std::unique_ptr<File> PosixFileSystem::CreateLike(const fs::path& path, const fs::path& model) {

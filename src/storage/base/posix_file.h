@@ -31,4 +31,7 @@ class PosixFileSystem : public FileSystem {
   std::optional<std::chrono::system_clock::time_point> ChangedAt(const std::filesystem::path& path) override;
 };
 
+/// A new empty file in the directory for temporary files that has no name: it is gone when it is closed.
+std::unique_ptr<File> OpenUnnamedFile();
+
 }  // namespace corvix::storage

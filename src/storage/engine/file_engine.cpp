@@ -11,7 +11,7 @@ bool FileEngine::FileExists(std::string_view file_name) { return files_.Exists(c
 
 std::unique_ptr<core::RecordSet> FileEngine::OpenFoxProTable(std::string_view directory,
                                                              std::string_view table) {
-  return foxpro::OpenFoxProTable(files_, common::HostPath(directory), table);
+  return foxpro::OpenFoxProTable(files_, common::HostPath(directory), table, &index_choices_);
 }
 
 std::shared_ptr<core::Database> FileEngine::OpenDatabase(std::string_view file_name) {

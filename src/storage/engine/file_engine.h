@@ -6,6 +6,7 @@
 
 #include "core/engine.h"
 #include "storage/base/file.h"
+#include "storage/foxpro/table_index.h"
 #include "storage/jet/pages/journal.h"
 
 namespace corvix::storage {
@@ -24,6 +25,7 @@ class FileEngine : public core::TableEngine {
 
  private:
   FileSystem& files_;
+  foxpro::IndexChoices index_choices_;
   jet::RecoveryObserver recovered_;
 };
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstring>
-#include <numeric>
 
 #include "common/error.h"
 
@@ -82,7 +80,7 @@ class LeafPacker {
     }
     own_begin_ -= own;
     std::ranges::copy(key.subspan(duplicate, own), page_.begin() + static_cast<std::ptrdiff_t>(own_begin_));
-    previous_ = key;
+    previous_.assign(key.begin(), key.end());
     previous_trailing_ = trailing;
     ++count_;
     return true;
@@ -103,76 +101,49 @@ class LeafPacker {
   Page page_{};
   std::size_t count_ = 0;
   std::size_t own_begin_ = cdx::kPageSize;
-  ByteView previous_;
+  std::vector<std::byte> previous_;
   std::size_t previous_trailing_ = 0;
 };
 
 }  // namespace
-
-void KeyList::Add(ByteView key, std::uint32_t record) {
-  keys_.insert(keys_.end(), key.begin(), key.end());
-  records_.push_back(record);
-  order_.push_back(order_.size());
-}
-
-void KeyList::Sort() {
-  std::ranges::sort(order_, [&](std::size_t a, std::size_t b) {
-    const int order =
-        std::memcmp(keys_.data() + a * key_length_, keys_.data() + b * key_length_, key_length_);
-    return order != 0 ? order < 0 : records_[a] < records_[b];
-  });
-}
-
-void KeyList::KeepFirstOfEqual() {
-  const auto rest = std::ranges::unique(order_, [&](std::size_t a, std::size_t b) {
-    return std::memcmp(keys_.data() + a * key_length_, keys_.data() + b * key_length_, key_length_) == 0;
-  });
-  order_.erase(rest.begin(), rest.end());
-}
-
-std::uint32_t KeyList::GreatestRecord() const {
-  return records_.empty() ? 0 : *std::ranges::max_element(records_);
-}
 
 CdxBuilder::CdxBuilder(storage::File& file, std::size_t tag_count)
     : file_(file),
       next_(kDirectoryPage + (tag_count <= kTagsOfOnePage ? cdx::kPageSize : 0)),
       buffer_start_(next_) {}
 
-void CdxBuilder::AddTag(Tag tag, std::byte pad, KeyList entries) {
-  entries.Sort();
-  if (tag.IsUnique()) entries.KeepFirstOfEqual();
+void CdxBuilder::AddTag(Tag tag, std::byte pad, KeySorter& keys) {
   tag.header = next_;
   next_ += cdx::kHeaderSize;
   buffer_.resize(buffer_.size() + cdx::kHeaderSize);
-  tag.root = BuildTree(entries, pad);
+  tag.root = BuildTree(keys, tag.IsUnique(), pad);
   Flush();
   WriteHeader(tag);
   tags_.push_back(std::move(tag));
 }
 
 void CdxBuilder::Finish() {
-  KeyList names(cdx::kTagNameLength);
+  KeySorter names(cdx::kTagNameLength);
   for (const Tag& tag : tags_) {
     std::array<std::byte, cdx::kTagNameLength> key;
     key.fill(std::byte{' '});
     std::ranges::copy(storage::AsBytes(tag.name).first(std::min(tag.name.size(), key.size())), key.begin());
     names.Add(key, tag.header);
   }
-  names.Sort();
   Flush();
   if (tags_.size() <= kTagsOfOnePage) next_ = buffer_start_ = kDirectoryPage;
   Tag directory;
   directory.key_length = cdx::kTagNameLength;
   directory.options = cdx::kCompact | cdx::kCompound | cdx::kStructural;
-  directory.root = BuildTree(names, std::byte{' '});
+  directory.root = BuildTree(names, false, std::byte{' '});
   Flush();
   WriteHeader(directory);
 }
 
-std::uint32_t CdxBuilder::BuildTree(const KeyList& entries, std::byte pad) {
-  std::vector<Child> level = PackLeaves(entries, pad);
-  while (level.size() > 1) level = PackInterior(level, entries.key_length());
+std::uint32_t CdxBuilder::BuildTree(KeySorter& keys, bool unique, std::byte pad) {
+  keys.Sort();
+  std::vector<Child> level = PackLeaves(keys, unique, pad);
+  while (level.size() > 1) level = PackInterior(level, keys.key_length());
   return level.front().page;
 }
 
@@ -189,25 +160,30 @@ void CdxBuilder::Emit(ByteSpan page, std::uint16_t attributes, std::uint32_t lef
   if (buffer_.size() >= kBufferSize) Flush();
 }
 
-std::vector<CdxBuilder::Child> CdxBuilder::PackLeaves(const KeyList& entries, std::byte pad) {
-  const std::size_t key_length = entries.key_length();
-  const Widths widths(key_length, entries.GreatestRecord());
+std::vector<CdxBuilder::Child> CdxBuilder::PackLeaves(KeySorter& keys, bool unique, std::byte pad) {
+  const Widths widths(keys.key_length(), keys.GreatestRecord());
   std::vector<Child> leaves;
   std::uint32_t left = cdx::kNoPage;
-  std::size_t i = 0;
+  std::vector<std::byte> last;
+  std::uint32_t last_record = 0;
+  const auto next = [&] {
+    bool more = keys.Next();
+    // A unique tag has the first record of every key.
+    while (more && unique && std::ranges::equal(keys.Key(), last)) more = keys.Next();
+    return more;
+  };
+  bool more = next();
   do {
-    LeafPacker leaf(key_length, widths, pad);
-    while (i < entries.size() && leaf.Add(entries.Key(i), entries.Record(i))) ++i;
-    Child child{.page = next_};
-    if (i > 0) {
-      const ByteView last = entries.Key(i - 1);
-      child.key.assign(last.begin(), last.end());
-      child.record = entries.Record(i - 1);
+    LeafPacker leaf(keys.key_length(), widths, pad);
+    while (more && leaf.Add(keys.Key(), keys.Record())) {
+      last.assign(keys.Key().begin(), keys.Key().end());
+      last_record = keys.Record();
+      more = next();
     }
-    Emit(leaf.Finish(), cdx::kLeafPage, left, i == entries.size());
-    left = child.page;
-    leaves.push_back(std::move(child));
-  } while (i < entries.size());
+    leaves.push_back({.key = last, .record = last_record, .page = next_});
+    Emit(leaf.Finish(), cdx::kLeafPage, left, !more);
+    left = leaves.back().page;
+  } while (more);
   return leaves;
 }
 
@@ -255,6 +231,9 @@ void CdxBuilder::WriteHeader(const Tag& tag) {
   put(cdx::kForOffset, key_end);
   put(cdx::kForLength, condition_end);
   put(cdx::kKeyTextLength, key_end);
+  const auto collation = storage::AsBytes(tag.collation);
+  std::ranges::copy(collation.first(std::min(collation.size(), cdx::kCollationSize)),
+                    header.begin() + cdx::kCollation);
   std::ranges::copy(storage::AsBytes(tag.key), header.begin() + cdx::kPool);
   std::ranges::copy(storage::AsBytes(tag.condition),
                     header.begin() + static_cast<std::ptrdiff_t>(cdx::kPool + key_end));

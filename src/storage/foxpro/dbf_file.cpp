@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <limits>
 
 #include "storage/foxpro/foxpro_choices.h"
 
@@ -13,6 +14,7 @@ using storage::ByteView;
 using storage::ReadByte;
 using storage::ReadLittle;
 
+constexpr std::uint32_t kMostRecords = std::numeric_limits<std::uint32_t>::max() - 1;
 constexpr std::uint32_t kBlockSize = 2048;
 constexpr std::size_t kCacheBudget = std::size_t{4} << 20;
 constexpr std::size_t kScanSize = std::size_t{256} << 10;
@@ -211,6 +213,24 @@ DbfFile::DbfFile(std::unique_ptr<storage::File> file, std::string place)
   // Blocks hold whole records, so that a record never lies in two of them.
   records_per_block_ = std::max<std::uint32_t>(1, kBlockSize / header_.record_length);
   cache_.emplace(*file_, header_.first_record, records_per_block_ * header_.record_length, kCacheBudget);
+  if (held_records_ >= header_.promised_records) CountBehindHeader();
+}
+
+/// What lies behind the records of the header is more of them as long as it begins like one: not with the end
+/// mark, and not with what a disk or a copy left there.
+void DbfFile::CountBehindHeader() {
+  const auto begins_a_record = [&](std::uint64_t index) {
+    const ByteView block = cache_->Block(index / records_per_block_);
+    const std::size_t offset = index % records_per_block_ * header_.record_length;
+    if (offset >= block.size()) return false;
+    const char mark = static_cast<char>(block[offset]);
+    return mark == kLiveMark || mark == kDeletedMark;
+  };
+  const std::uint64_t most = std::min<std::uint64_t>(held_records_, kMostRecords);
+  while (record_count_ < most && begins_a_record(record_count_)) ++record_count_;
+  uncounted_records_ = record_count_ - header_.promised_records;
+  if (record_count_ != held_records_ || !begins_a_record(record_count_)) return;
+  torn_bytes_ = static_cast<std::uint32_t>((file_->Size() - header_.first_record) % header_.record_length);
 }
 
 void DbfFile::RequireAllRecords() const {
@@ -237,21 +257,26 @@ bool DbfFile::IsHidden(std::uint32_t number) {
   return foxpro::IsHidden(static_cast<char>(ReadByte(Record(number), 0)));
 }
 
-std::uint32_t DbfFile::CountVisible() {
+void DbfFile::Scan(std::uint32_t first, std::uint32_t last, const RecordVisitor& visit) {
   const std::size_t length = header_.record_length;
   const std::size_t at_once = std::max<std::size_t>(1, kScanSize / length);
   std::vector<std::byte> buffer(at_once * length);
-  std::uint32_t visible = 0;
-  for (std::uint32_t first = 0; first < record_count_;) {
-    const std::size_t wanted = std::min<std::size_t>(at_once, record_count_ - first);
-    const std::size_t read = file_->ReadAt(header_.first_record + std::uint64_t{first} * length,
-                                           std::span(buffer).first(wanted * length));
-    if (read < wanted * length) ThrowCut(first + static_cast<std::uint32_t>(read / length) + 1);
-    for (std::size_t i = 0; i < wanted; ++i) {
-      if (!foxpro::IsHidden(static_cast<char>(buffer[i * length]))) ++visible;
+  for (std::uint64_t number = first; number <= last;) {
+    const std::size_t wanted = std::min<std::uint64_t>(at_once, last - number + 1);
+    const std::size_t read =
+        file_->ReadAt(header_.first_record + (number - 1) * length, std::span(buffer).first(wanted * length));
+    if (read < wanted * length) ThrowCut(static_cast<std::uint32_t>(number + read / length));
+    for (std::size_t i = 0; i < wanted; ++i, ++number) {
+      visit(static_cast<std::uint32_t>(number), ByteView(buffer).subspan(i * length, length));
     }
-    first += static_cast<std::uint32_t>(wanted);
   }
+}
+
+std::uint32_t DbfFile::CountVisible() {
+  std::uint32_t visible = 0;
+  Scan(1, record_count_, [&](std::uint32_t, ByteView record) {
+    if (!foxpro::IsHidden(static_cast<char>(record[0]))) ++visible;
+  });
   return visible;
 }
 

@@ -1,11 +1,15 @@
 // A table file: its header and its records by number.
 //
+// The header's count is the least that is read: whole records behind it, as a crash between their writing and
+// the header's leaves them, count as well (UncountedRecords).
+//
 // Nothing that the file says is believed beyond the bytes that it has: the header is checked as a whole when
 // it is read, and a record is only given when the file holds all of it. Errors: 3343 for a file of another
 // program or dialect, 3049 for a damaged one; place is the path.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,8 +62,13 @@ class DbfFile {
 
   const DbfHeader& header() const { return header_; }
   const std::string& place() const { return place_; }
-  /// Records that the header promises and the file holds in full, deleted ones included.
+  /// Records that the file holds in full, deleted ones included: those that the header promises, and those
+  /// behind them.
   std::uint32_t RecordCount() const { return record_count_; }
+  /// How many of them the header does not count.
+  std::uint32_t UncountedRecords() const { return uncounted_records_; }
+  /// Bytes of a record behind the last one that the file does not hold in full; 0 when there is none.
+  std::uint32_t TornBytes() const { return torn_bytes_; }
   /// Records that the file has room for, whatever the header says.
   std::uint64_t HeldRecords() const { return held_records_; }
   /// Error 3049 when the file does not hold all records that its header promises.
@@ -68,17 +77,23 @@ class DbfFile {
   /// The bytes of a record, numbers from 1 to RecordCount(). Valid until the next call.
   storage::ByteView Record(std::uint32_t number);
   bool IsHidden(std::uint32_t number);
+  using RecordVisitor = std::function<void(std::uint32_t number, storage::ByteView record)>;
+  /// Visits the records from `first` to `last` in the order of the file, past the cache.
+  void Scan(std::uint32_t first, std::uint32_t last, const RecordVisitor& visit);
   /// Number of records that are not hidden; reads the file once from end to end.
   std::uint32_t CountVisible();
 
  private:
   [[noreturn]] void ThrowCut(std::uint32_t number) const;
+  void CountBehindHeader();
 
   std::unique_ptr<storage::File> file_;
   std::string place_;
   DbfHeader header_;
   std::uint64_t held_records_ = 0;
   std::uint32_t record_count_ = 0;
+  std::uint32_t uncounted_records_ = 0;
+  std::uint32_t torn_bytes_ = 0;
   std::uint32_t records_per_block_ = 1;
   std::optional<BlockCache> cache_;
 };

@@ -5,8 +5,10 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <fmt/format.h>
 #include <limits>
 
+#include "common/error.h"
 #include "core/text_form.h"
 #include "storage/foxpro/foxpro_choices.h"
 
@@ -140,6 +142,10 @@ FieldNumber ParseNumber(std::string_view raw) {
   const char* end = digits.data() + digits.size();
   const auto [stop, error] = std::from_chars(digits.data(), end, value);
   if (error != std::errc{}) return {.value = {}, .form = Form::None};
+  // What is left of an empty entry mask ("0   . ") says nothing.
+  if (std::string_view(stop, end).find_first_not_of(" .") != std::string_view::npos) {
+    return {.value = value, .form = Form::Partial};
+  }
   const bool plain =
       stop == end && comma == std::string_view::npos && digits.find_first_of("eE") == std::string_view::npos;
   return {.value = value, .form = plain ? Form::Plain : Form::Odd};
@@ -279,6 +285,63 @@ Value FieldReader::Read(const DbfField& field, storage::ByteView record) const {
     default:
       return ReadMemo(field, raw);
   }
+}
+
+bool FieldReader::IsUnreadableMemo(std::string_view raw) const {
+  const auto block = MemoBlock(raw);
+  if (!block) return true;
+  if (*block == 0 || memo_ == nullptr) return false;
+  try {
+    const MemoExtent extent = memo_->Extent(*block);
+    return extent.end > memo_->size() || extent.end - extent.begin > kLongestMemo;
+  } catch (const common::Error& error) {
+    if (error.number() != common::kDamagedDatabase) throw;
+    return true;
+  }
+}
+
+bool FieldReader::IsUnreadable(const DbfField& field, std::string_view raw) const {
+  constexpr std::string_view kEmptyMask{" ./-\0", 5};  // what a form leaves where nothing was entered
+  switch (field.type) {
+    case 'N':
+    case 'F': {
+      using Form = FieldNumber::Form;
+      if (std::ranges::all_of(DigitsOfField(raw), IsDigit)) return false;
+      if (raw.find_first_not_of(kEmptyMask) == std::string_view::npos) return false;
+      const Form form = ParseNumber(raw).form;
+      return form == Form::Overflow || form == Form::Partial || form == Form::None;
+    }
+    case 'D':
+      return raw.find_first_not_of(kEmptyMask) != std::string_view::npos && raw != "00000000" &&
+             !ParseDay(raw);
+    case 'L':
+      return std::string_view("TtYyFfNn ?\0", 11).find(raw[0]) == std::string_view::npos;
+    case 'T':
+    case '@': {
+      const auto point = ParseDayAndTime(raw);
+      return point && core::IsNull(DateOf(*point));
+    }
+    case 'B':
+    case 'O':
+      if (IsMemoField(field, header_.version)) return IsUnreadableMemo(raw);
+      return !std::isfinite(std::bit_cast<double>(ReadLittle<std::uint64_t>(AsBytes(raw), 0)));
+    default:
+      return IsMemoField(field, header_.version) && IsUnreadableMemo(raw);
+  }
+}
+
+std::optional<std::string> FieldReader::UnreadableText(const DbfField& field,
+                                                       storage::ByteView record) const {
+  if (field.type == 'C' || IsNull(field, record)) return std::nullopt;
+  const std::string_view raw = RawField(field, record);
+  if (!IsUnreadable(field, raw)) return std::nullopt;
+  if (IsMemoField(field, header_.version) && raw.size() == 4) return std::to_string(*MemoBlock(raw));
+  const bool is_text = IsMemoField(field, header_.version) ||
+                       std::string_view("NFDL").find(field.type) != std::string_view::npos;
+  if (is_text) return page_.ToUtf8(DigitsOfField(raw));
+  std::string text = "0x";
+  for (const char c : raw) text += fmt::format("{:02x}", static_cast<unsigned char>(c));
+  return text;
 }
 
 bool FieldReader::ReadText(const DbfField& field, storage::ByteView record, std::string& text) const {

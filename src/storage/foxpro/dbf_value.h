@@ -22,7 +22,8 @@ struct FieldNumber {
     Blank,
     Overflow,  ///< asterisks: the number did not fit when it was written
     Plain,     ///< digits as FoxPro writes them
-    Odd,       ///< a number with something else behind it, a comma or an exponent
+    Odd,       ///< a number with a comma or an exponent
+    Partial,   ///< a number with something else behind it
     None,      ///< no number at all
   };
   std::optional<double> value;
@@ -68,12 +69,18 @@ class FieldReader {
 
   bool IsNull(const DbfField& field, storage::ByteView record) const;
   core::Value Read(const DbfField& field, storage::ByteView record) const;
+  /// The stored characters of a value that is not one of the field's type, without the blanks around them (of
+  /// binary fields in hexadecimal); none for blank fields and for what Read gives in full. A memo counts as
+  /// such a value when it cannot be read in full.
+  std::optional<std::string> UnreadableText(const DbfField& field, storage::ByteView record) const;
   /// The text form of Read's value, made directly from the bytes where possible; false for Null.
   bool ReadText(const DbfField& field, storage::ByteView record, std::string& text) const;
 
  private:
   bool Bit(std::optional<std::uint16_t> number, storage::ByteView record) const;
   std::string_view VaryingPart(const DbfField& field, storage::ByteView record) const;
+  bool IsUnreadable(const DbfField& field, std::string_view raw) const;
+  bool IsUnreadableMemo(std::string_view raw) const;
   core::Value ReadMemo(const DbfField& field, std::string_view raw) const;
 
   const DbfHeader& header_;

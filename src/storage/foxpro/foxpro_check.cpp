@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "common/error.h"
+#include "core/text_form.h"
 #include "storage/foxpro/check_findings.h"
 #include "storage/foxpro/dbf_value.h"
 #include "storage/foxpro/foxpro_choices.h"
@@ -34,6 +35,7 @@ class TableCheck {
                                          FileName(paths_.table));
       CheckHeader();
       OpenMemo();
+      reader_.emplace(table_->header(), *page_, memo_ ? &*memo_ : nullptr);
       CheckRecords();
       CheckMemoSpace();
       CheckIndexFile();
@@ -59,11 +61,17 @@ class TableCheck {
       findings_.Problem("table", Place(),
                         fmt::format("the header promises {} records, the file holds {}: it is cut off",
                                     header.promised_records, table_->HeldRecords()));
+    } else if (table_->UncountedRecords() > 0) {
+      findings_.Problem("table", Place(),
+                        fmt::format("the header counts {} records, the file holds {}: all are read",
+                                    header.promised_records, table_->RecordCount()));
     } else if (table_->HeldRecords() > header.promised_records) {
-      findings_.Note(
-          "table", Place(),
-          fmt::format("the file has room for {} records, the header counts {}: the rest is not read",
-                      table_->HeldRecords(), header.promised_records));
+      findings_.Note("table", Place(), "what lies behind the last record is no record and not read");
+    }
+    if (table_->TornBytes() > 0) {
+      findings_.Problem("table", Place(),
+                        fmt::format("the file ends with the first {} bytes of a record, which cannot be read",
+                                    table_->TornBytes()));
     }
     if (!header.has_terminator) findings_.Note("table", Place(), "the field list has no end mark");
     const auto stated = storage::CodePageOfLanguageDriver(header.language_driver);
@@ -94,44 +102,23 @@ class TableCheck {
                           fmt::format("the deletion mark is 0x{:02X}; the record is read as live",
                                       static_cast<unsigned char>(mark)));
       }
-      for (const DbfField& field : table_->header().fields) CheckField(number, field, RawField(field, bytes));
+      for (const DbfField& field : table_->header().fields) CheckField(number, field, bytes);
     }
   }
 
-  void CheckField(std::uint32_t number, const DbfField& field, std::string_view raw) {
-    const auto note = [&](const char* what) {
-      findings_.Note("values of field " + field.name,
-                     fmt::format("{}, record {}, field {}", Place(), number, field.name),
-                     fmt::format("{}: '{}'", what, page_->ToUtf8(raw)));
-    };
-    switch (field.type) {
-      case 'N':
-      case 'F':
-        CheckNumber(raw, note);
-        return;
-      case 'D':
-        if (!DigitsOfField(raw).empty() && raw != "00000000" && !ParseDay(raw)) note("no date, read as Null");
-        return;
-      case 'L':
-        if (std::string_view("TtYyFfNn ?").find(raw[0]) == std::string_view::npos)
-          note("no truth, read as false");
-        return;
-      default:
-        if (IsMemoField(field, table_->header().version)) CheckMemo(number, field, raw);
-    }
-  }
-
-  template <typename Note>
-  static void CheckNumber(std::string_view raw, const Note& note) {
-    switch (ParseNumber(raw).form) {
-      case FieldNumber::Form::Overflow:
-        return note("the number did not fit, read as Null");
-      case FieldNumber::Form::Odd:
-        return note("only the leading number is read");
-      case FieldNumber::Form::None:
-        return note("no number, read as Null");
-      default:
-        return;
+  void CheckField(std::uint32_t number, const DbfField& field, storage::ByteView record) {
+    const std::string_view raw = RawField(field, record);
+    if (IsMemoField(field, table_->header().version)) return CheckMemo(number, field, raw);
+    const std::string kind = "values of field " + field.name;
+    const auto place = [&] { return fmt::format("{}, record {}, field {}", Place(), number, field.name); };
+    if (const auto text = reader_->UnreadableText(field, record)) {
+      const core::Value value = reader_->Read(field, record);
+      findings_.Problem(kind, place(),
+                        fmt::format("'{}' is no value of type {}, read as {}", *text, field.type,
+                                    core::IsNull(value) ? "Null" : core::ToText(value)));
+    } else if ((field.type == 'N' || field.type == 'F') && ParseNumber(raw).form == FieldNumber::Form::Odd) {
+      findings_.Note(kind + ": forms", place(),
+                     fmt::format("a number in an unusual form: '{}'", page_->ToUtf8(raw)));
     }
   }
 
@@ -205,6 +192,7 @@ class TableCheck {
   std::unique_ptr<DbfFile> table_;
   std::unique_ptr<storage::CodePage> page_;
   std::optional<MemoFile> memo_;
+  std::optional<FieldReader> reader_;
   std::vector<MemoExtent> extents_;
   FindingList findings_;
   TableReport report_;

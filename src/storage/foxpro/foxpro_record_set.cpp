@@ -12,8 +12,9 @@
 namespace corvix::foxpro {
 
 FoxProRecordSet::FoxProRecordSet(storage::FileSystem& files, const std::filesystem::path& directory,
-                                 std::string_view table)
+                                 std::string_view table, IndexChoices* choices)
     : paths_(FindTableFiles(files, directory, table)),
+      index_(files, paths_, choices),
       table_(files.Open(paths_.table, storage::OpenMode::Read), paths_.table.string()),
       page_(CodePageOfTable(table_.header().language_driver)),
       fields_(DescribeFields(table_.header(), page_)),
@@ -21,58 +22,25 @@ FoxProRecordSet::FoxProRecordSet(storage::FileSystem& files, const std::filesyst
       memo_(OpenMemoFile(files, paths_, table_.header())),
       reader_(table_.header(), page_, memo_ ? &*memo_ : nullptr) {
   table_.RequireAllRecords();
-  OpenIndex(files);
   SettleInFile(1);
   is_empty_ = past_end_;
-}
-
-void FoxProRecordSet::OpenIndex(storage::FileSystem& files) {
-  if (!paths_.index) {
-    index_problem_ =
-        table_.header().HasStructuralIndex()
-            ? fmt::format("the index file {} is missing; copy it into the directory from where {} came from",
-                          paths_.FileName(".CDX"), paths_.FileName(".DBF"))
-            : fmt::format("the table has no index file {}; create the index in the program it comes from",
-                          paths_.FileName(".CDX"));
-    return;
-  }
-  try {
-    index_ =
-        std::make_unique<CdxFile>(files.Open(*paths_.index, storage::OpenMode::Read), paths_.index->string());
-  } catch (const common::Error& error) {
-    index_damage_ = error;
-    index_problem_ = error.what();
-  }
 }
 
 std::optional<std::size_t> FoxProRecordSet::FindField(std::string_view name) const {
   return names_.Find(name);
 }
 
-std::span<const Tag> FoxProRecordSet::Tags() const {
-  if (!index_) return {};
-  return index_->tags();
-}
-
 void FoxProRecordSet::SelectIndex(std::string_view name) {
-  if (order_ && common::EqualIgnoringCase(order_->tag().name, name)) return;
-  if (index_damage_) throw *index_damage_;
-  const Tag* tag = index_ ? index_->FindTag(name) : nullptr;
-  if (!tag) {
-    const std::string why =
-        index_ ? fmt::format("{} has no tag of that name; create it in the program it comes from",
-                             paths_.FileName(".CDX"))
-               : index_problem_;
-    throw common::Error(common::kNotAnIndex,
-                        fmt::format("Table {} has no index '{}': {}", paths_.name, name, why),
-                        paths_.directory.string());
-  }
-  auto opened = std::ranges::find(opened_orders_, tag, &SelectedTag::tag);
+  const auto has_name = [name](const auto& order) {
+    return common::EqualIgnoringCase(order->tag().name, name);
+  };
+  if (order_ && has_name(order_)) return;
+  auto opened = std::ranges::find_if(opened_orders_, has_name);
   if (opened == opened_orders_.end()) {
-    opened_orders_.push_back({tag, std::make_unique<TagOrder>(*index_, *tag, table_, page_)});
+    opened_orders_.push_back(std::make_unique<TagOrder>(index_.Choose(name, table_, page_), table_, page_));
     opened = std::prev(opened_orders_.end());
   }
-  order_ = opened->order.get();
+  order_ = opened->get();
   order_is_current_ = false;
 }
 
@@ -133,7 +101,9 @@ void FoxProRecordSet::SeekEqual(std::string_view key) {
   order_is_current_ = false;
   no_match_ = true;
   bool found = order_->Find(key);
-  while (found && !IsShown(order_->Record())) found = order_->NextEqual();
+  while (found && !(IsShown(order_->Record()) && order_->HasSoughtKey(order_->Record()))) {
+    found = order_->NextEqual();
+  }
   if (!found) return;
   StandOn(order_->Record());
   order_is_current_ = true;
@@ -205,10 +175,14 @@ bool FoxProRecordSet::ReadText(std::size_t field, std::string& text) const {
   }
 }
 
+std::optional<std::string> FoxProRecordSet::UnreadableText(std::size_t field) const {
+  return reader_.UnreadableText(RequireField(field), record_);
+}
+
 std::unique_ptr<core::RecordSet> OpenFoxProTable(storage::FileSystem& files,
                                                  const std::filesystem::path& directory,
-                                                 std::string_view table) {
-  return std::make_unique<FoxProRecordSet>(files, directory, table);
+                                                 std::string_view table, IndexChoices* choices) {
+  return std::make_unique<FoxProRecordSet>(files, directory, table, choices);
 }
 
 }  // namespace corvix::foxpro

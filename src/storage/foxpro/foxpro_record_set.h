@@ -1,8 +1,8 @@
 // The table operations over a FoxPro table: read-only, hidden records never seen (foxpro_choices.h).
 //
 // A table is up to three files of one base name in a directory, found without regard to case: the table
-// (.DBF), its production index (.CDX), and its memo file (.FPT, or .DBT for the tables of dBASE). A missing
-// or damaged index does not keep the table from being opened; selecting an index then fails with the reason.
+// (.DBF), its production index (.CDX), and its memo file (.FPT, or .DBT for the tables of dBASE). An index
+// that is missing, damaged or not this table's is replaced in memory when it is selected (table_index.h).
 //
 //   storage::PosixFileSystem files;
 //   auto comps = foxpro::OpenFoxProTable(files, "/data/comps", "COMPS");
@@ -21,11 +21,11 @@
 #include "core/field_names.h"
 #include "core/record_set.h"
 #include "storage/base/file.h"
-#include "storage/foxpro/cdx_tree.h"
 #include "storage/foxpro/dbf_file.h"
 #include "storage/foxpro/dbf_value.h"
 #include "storage/foxpro/memo_file.h"
 #include "storage/foxpro/table_files.h"
+#include "storage/foxpro/table_index.h"
 #include "storage/foxpro/tag_order.h"
 
 namespace corvix::foxpro {
@@ -33,7 +33,9 @@ namespace corvix::foxpro {
 class FoxProRecordSet final : public core::RecordSet {
  public:
   /// 3011: no such table. 3176: its memo file is missing. 3343, 3049: not a table, a damaged one.
-  FoxProRecordSet(storage::FileSystem& files, const std::filesystem::path& directory, std::string_view table);
+  /// `choices`, which may be null, outlives the object.
+  FoxProRecordSet(storage::FileSystem& files, const std::filesystem::path& directory, std::string_view table,
+                  IndexChoices* choices = nullptr);
 
   std::span<const core::Field> Fields() const override { return fields_; }
   std::optional<std::size_t> FindField(std::string_view name) const override;
@@ -59,21 +61,16 @@ class FoxProRecordSet final : public core::RecordSet {
   bool HasRow() const override { return current_ != 0; }
   core::Value Read(std::size_t field) const override;
   bool ReadText(std::size_t field, std::string& text) const override;
+  std::optional<std::string> UnreadableText(std::size_t field) const override;
+  std::string InCapitals(std::string_view key) const override { return page_.UpperCase(key); }
 
   /// Number of the current record in the file, from 1; 0 when there is none.
   std::int64_t RecordNumber() const override { return current_; }
+  std::string RebuiltIndex() const override { return order_ ? order_->rebuilt() : std::string(); }
   /// The tags of the production index; none without a readable one.
-  std::span<const Tag> Tags() const;
-  /// Why there is no readable index; empty when there is one.
-  const std::string& IndexProblem() const { return index_problem_; }
+  std::span<const Tag> Tags() const { return index_.Tags(); }
 
  private:
-  struct SelectedTag {
-    const Tag* tag;
-    std::unique_ptr<TagOrder> order;
-  };
-
-  void OpenIndex(storage::FileSystem& files);
   void RequireRow() const;
   const DbfField& RequireField(std::size_t field) const;
   bool IsShown(std::uint32_t record) const;
@@ -86,20 +83,18 @@ class FoxProRecordSet final : public core::RecordSet {
   std::string RecordPlace(const DbfField& field) const;
 
   TableFiles paths_;
+  TableIndex index_;
   mutable DbfFile table_;
   storage::CodePage page_;
   std::vector<core::Field> fields_;
   core::FieldNames names_;
   mutable std::optional<MemoFile> memo_;
   FieldReader reader_;
-  std::unique_ptr<CdxFile> index_;
-  std::string index_problem_;
-  std::optional<common::Error> index_damage_;
 
-  std::vector<SelectedTag> opened_orders_;  // every tag selected so far
-  TagOrder* order_ = nullptr;               // the selected one
-  bool order_is_current_ = false;           // the order stands on the entry of the current record
-  std::uint32_t current_ = 0;               // record number; 0 for none
+  std::vector<std::unique_ptr<TagOrder>> opened_orders_;  // of every tag selected so far
+  TagOrder* order_ = nullptr;                             // the selected one
+  bool order_is_current_ = false;  // the order stands on the entry of the current record
+  std::uint32_t current_ = 0;      // record number; 0 for none
   bool past_end_ = false;
   bool is_empty_ = false;  // no record is shown
   bool no_match_ = false;
@@ -107,9 +102,10 @@ class FoxProRecordSet final : public core::RecordSet {
   mutable std::optional<std::int32_t> record_count_;
 };
 
-/// Opens a table of a directory, its name with or without the extension, no index selected.
+/// Opens a table of a directory, its name with or without the extension, no index selected. `choices`, which
+/// may be null, outlives the record set.
 std::unique_ptr<core::RecordSet> OpenFoxProTable(storage::FileSystem& files,
                                                  const std::filesystem::path& directory,
-                                                 std::string_view table);
+                                                 std::string_view table, IndexChoices* choices = nullptr);
 
 }  // namespace corvix::foxpro

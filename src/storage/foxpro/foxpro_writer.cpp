@@ -86,39 +86,6 @@ DbfHeader PlanHeader(const NewTable& table) {
   return header;
 }
 
-/// Everything of a tag but where its pages will be.
-Tag PlanTag(const NewTag& wanted, const KeyExpression& expression) {
-  Tag tag{
-      .name = wanted.name, .descending = wanted.descending, .key = wanted.key, .condition = wanted.condition};
-  tag.options = cdx::kCompact | cdx::kCompound;
-  if (wanted.unique) tag.options |= cdx::kUnique;
-  if (!wanted.condition.empty()) tag.options |= cdx::kFor;
-  if (expression.nullable()) tag.options |= cdx::kNullable;
-  const std::size_t own =
-      expression.type() == KeyType::Text ? expression.width() : KeyLengthOf(expression.type());
-  const std::size_t length = own + (expression.nullable() ? 1 : 0);
-  if (own < 1 || length > cdx::kMaxKeyLength) {
-    Refuse(fmt::format("The keys of tag {} would be {} bytes long", wanted.name, length));
-  }
-  tag.key_length = static_cast<std::uint16_t>(length);
-  return tag;
-}
-
-KeyList CollectKeys(DbfFile& table, const KeyForm& form, const KeyExpression& expression,
-                    const std::optional<KeyExpression>& condition) {
-  KeyList keys(form.length);
-  KeyValue value;
-  std::vector<std::byte> key(form.length);
-  for (std::uint32_t number = 1; number <= table.RecordCount(); ++number) {
-    const storage::ByteView record = table.Record(number);
-    if (condition && !condition->Holds(record, number)) continue;
-    expression.Evaluate(record, number, value);
-    EncodeKey(form, value, key);
-    keys.Add(key, number);
-  }
-  return keys;
-}
-
 }  // namespace
 
 FoxProWriter::FoxProWriter(storage::FileSystem& files, const std::filesystem::path& directory,
@@ -251,18 +218,7 @@ void FoxProWriter::BuildIndex() {
   const auto index = files_.Open(index_path_, storage::OpenMode::Create);
   CdxBuilder builder(*index, table_.tags.size());
   std::ranges::sort(table_.tags, {}, &NewTag::name);
-  for (const NewTag& wanted : table_.tags) {
-    const KeyExpression expression(wanted.key, table.header(), page_);
-    std::optional<KeyExpression> condition;
-    if (!wanted.condition.empty()) condition.emplace(wanted.condition, table.header(), page_);
-    if (condition && condition->type() != KeyType::Logical) {
-      Refuse(fmt::format("The condition of tag {} is neither true nor false", wanted.name));
-    }
-    Tag tag = PlanTag(wanted, expression);
-    const KeyForm form = FormOfTag(tag, expression.type());
-    KeyList keys = CollectKeys(table, form, expression, condition);
-    builder.AddTag(std::move(tag), form.Pad(), std::move(keys));
-  }
+  for (const NewTag& wanted : table_.tags) AddTag(builder, wanted, table, page_);
   builder.Finish();
 }
 

@@ -23,6 +23,7 @@
 #include "storage/foxpro/dbf_file.h"
 #include "storage/foxpro/dbf_value.h"
 #include "storage/foxpro/memo_writer.h"
+#include "storage/foxpro/tag_building.h"
 
 namespace corvix::foxpro {
 
@@ -32,14 +33,6 @@ struct NewField {
   std::uint8_t length = 0;
   std::uint8_t decimals = 0;
   std::uint8_t flags = 0;  ///< Visual FoxPro tables only
-};
-
-struct NewTag {
-  std::string name;  ///< ten characters at most
-  std::string key;
-  std::string condition = {};
-  bool unique = false;
-  bool descending = false;
 };
 
 struct NewTable {

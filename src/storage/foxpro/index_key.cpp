@@ -75,7 +75,7 @@ KeyForm FormOfTag(const Tag& tag, std::optional<KeyType> type) {
   form.length = tag.key_length;
   form.nullable = tag.IsNullable();
   form.collated = !tag.collation.empty();
-  const std::size_t own = form.length - (form.nullable ? 1 : 0);
+  const std::size_t own = form.OwnLength();
   form.type = type.value_or(own == KeyLengthOf(KeyType::Number)    ? KeyType::Number
                             : own == KeyLengthOf(KeyType::Integer) ? KeyType::Integer
                                                                    : KeyType::Text);
@@ -126,7 +126,7 @@ std::optional<std::vector<std::byte>> SoughtKey(const KeyForm& form, const stora
   if (form.type == KeyType::Text) {
     auto bytes = page.FromUtf8(common::TrimRight(text));
     // A text that is cut would match a key that is only its beginning.
-    if (!bytes || bytes->size() > form.length - (form.nullable ? 1 : 0)) return std::nullopt;
+    if (!bytes || bytes->size() > form.OwnLength()) return std::nullopt;
     value.text = *std::move(bytes);
   } else {
     try {

@@ -43,6 +43,8 @@ struct KeyForm {
   bool collated = false;
   std::size_t length = 0;
 
+  /// Bytes of a key without the one that tells Null.
+  std::size_t OwnLength() const { return length - (nullable ? 1 : 0); }
   /// What the trailing count of a leaf entry stands for.
   std::byte Pad() const { return type == KeyType::Text && !collated ? std::byte{' '} : std::byte{0}; }
 };

@@ -59,9 +59,11 @@ MemoFile::Head MemoFile::ReadHead(std::uint32_t block) {
   const std::size_t read = file_->ReadAt(offset, bytes);
   if (kind_ == MemoKind::FoxPro) {
     if (read < bytes.size()) ThrowDamaged(fmt::format("Memo block {} cannot be read in full", block), place_);
+    const auto type = ReadBig<std::uint32_t>(bytes, fpt::kMemoType);
+    if (type > fpt::kObject) ThrowDamaged(fmt::format("No memo begins at memo block {}", block), place_);
     return {.data = offset + bytes.size(),
             .length = ReadBig<std::uint32_t>(bytes, fpt::kMemoLength),
-            .type = ReadBig<std::uint32_t>(bytes, fpt::kMemoType)};
+            .type = type};
   }
   const bool has_head = read == bytes.size() && ReadLittle<std::uint32_t>(bytes, 0) == dbt::kMemoMark;
   if (!has_head) return {.data = offset, .length = FindEnd(offset) - offset};
@@ -70,20 +72,37 @@ MemoFile::Head MemoFile::ReadHead(std::uint32_t block) {
 }
 
 std::uint64_t MemoFile::FindEnd(std::uint64_t offset) {
+  const auto known = searched_.lower_bound(offset);
+  if (known != searched_.end() && known->second <= offset) return known->first;
+  const std::uint64_t stop = known == searched_.end() ? size_ : known->second;
   std::array<std::byte, 4096> buffer;
-  for (;;) {
-    const std::size_t read = file_->ReadAt(offset, buffer);
-    const auto text = storage::AsText(std::span(buffer).first(read));
-    const std::size_t end = text.find(dbt::kMemoEnd);
-    if (end != std::string_view::npos) return offset + end;
-    offset += read;
-    if (read < buffer.size()) return offset;
+  for (std::uint64_t at = offset; at < stop;) {
+    const auto wanted = std::span(buffer).first(std::min<std::uint64_t>(buffer.size(), stop - at));
+    const std::size_t read = file_->ReadAt(at, wanted);
+    const std::size_t end = storage::AsText(wanted.first(read)).find(dbt::kMemoEnd);
+    if (end != std::string_view::npos || read < wanted.size()) {
+      const std::uint64_t found = at + std::min(end, read);
+      searched_[found] = offset;
+      return found;
+    }
+    at += read;
   }
+  if (known == searched_.end()) {
+    searched_[stop] = offset;
+    return stop;
+  }
+  known->second = offset;  // the stretches join
+  return known->first;
 }
 
 Memo MemoFile::Read(std::uint32_t block) {
   const Head head = ReadHead(block);
   const std::uint64_t there = std::min(head.length, size_ - std::min(size_, head.data));
+  if (there > kLongestMemo) {
+    ThrowDamaged(
+        fmt::format("The memo at block {} claims {} bytes, more than a memo has", block, head.length),
+        place_);
+  }
   Memo memo{.type = head.type, .bytes = std::string(there, '\0'), .cut = there < head.length};
   const std::size_t read = file_->ReadAt(head.data, std::as_writable_bytes(std::span(memo.bytes)));
   if (read < there) ThrowDamaged(fmt::format("Memo block {} cannot be read in full", block), place_);

@@ -2,11 +2,12 @@
 // docs/formats/foxpro.md, "Memo file", shows them.
 //
 // Memos are named by the number of their first block. A length from the file is believed as far as the file
-// goes; a block outside the file is damage (3049).
+// goes, and up to kLongestMemo; a block outside the file or without the head of a memo is damage (3049).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,6 +49,10 @@ inline constexpr std::uint32_t kDefaultBlockSize = 512;
 inline constexpr std::uint32_t kMemoMark = 0x0008FFFF;
 inline constexpr char kMemoEnd = '\x1A';
 }  // namespace dbt
+
+/// No table of the family keeps anything longer in a memo; a length beyond it is damage that would only take
+/// memory.
+inline constexpr std::uint64_t kLongestMemo = std::uint64_t{16} << 20;
 
 enum class MemoKind { FoxPro, DBase3, DBase4 };
 
@@ -96,6 +101,9 @@ class MemoFile {
   std::uint64_t size_ = 0;
   std::uint32_t block_size_ = 0;
   std::uint32_t next_free_ = 0;
+  /// Stretches without a dBASE end mark inside, begin by end, so that no byte is searched twice however many
+  /// memos run into one another.
+  std::map<std::uint64_t, std::uint64_t> searched_;
 };
 
 }  // namespace corvix::foxpro

@@ -1,10 +1,9 @@
-// A tag of an open table, used as order and for lookups. The stored keys decide: walking follows the tree,
-// and a lookup compares the sought text with keys.
+// A tag of an open table, used as order and for lookups. It fits its table (table_index.h): the stored keys
+// decide, walking follows the tree, and a lookup compares the sought text with keys.
 //
-// Trees that cannot be trusted for binary search still give every answer. Before the first lookup the tree is
-// walked once (CheckTree); when it is not sound, or its keys are weights of a collating sequence, a table of
-// all keys is made instead, 24 bytes an entry. Under a collating sequence the keys are computed from the
-// records, and compared without regard to case, as those sequences weigh letters.
+// The keys of a collated tag are weights, which a text cannot be compared with. Before the first lookup in
+// one a table of the keys of all entries is made, 24 bytes an entry: worked out from the records, and
+// compared without regard to case, as those sequences weigh letters.
 //
 // The order does not know which records are hidden; its user skips them. Errors: 3049 for a damaged tree.
 #pragma once
@@ -18,19 +17,21 @@
 #include "storage/base/code_page.h"
 #include "storage/foxpro/cdx_tree.h"
 #include "storage/foxpro/dbf_file.h"
-#include "storage/foxpro/index_key.h"
-#include "storage/foxpro/key_expression.h"
+#include "storage/foxpro/table_index.h"
+#include "storage/foxpro/tag_keys.h"
 
 namespace corvix::foxpro {
 
 class TagOrder {
  public:
-  /// All arguments outlive the object.
-  TagOrder(CdxFile& index, const Tag& tag, DbfFile& table, const storage::CodePage& page);
+  /// Table and page outlive the object.
+  TagOrder(ChosenTag chosen, DbfFile& table, const storage::CodePage& page);
   TagOrder(const TagOrder&) = delete;
   TagOrder& operator=(const TagOrder&) = delete;
 
   const Tag& tag() const { return tree_.tag(); }
+  /// Why the index was built from the records; empty for the file's own.
+  const std::string& rebuilt() const { return chosen_.rebuilt; }
 
   bool First() { return cursor_.First(); }
   bool Next() { return cursor_.Next(); }
@@ -41,6 +42,8 @@ class TagOrder {
   bool Find(std::string_view text);
   /// After Find: to the next entry with the same key.
   bool NextEqual();
+  /// After Find: whether a record of the table itself has the sought key, whatever the index says.
+  bool HasSoughtKey(std::uint32_t record);
   /// To the entry that follows the one of a record, or, for a record that is not in the tag, the place where
   /// it would stand.
   bool NextAfter(std::uint32_t record);
@@ -53,27 +56,21 @@ class TagOrder {
     std::uint32_t record;
   };
 
-  /// Whether the tree can be searched by bytes; walks it once to see.
-  bool IsSound();
+  bool is_collated() const { return keys_.form().collated; }
   void PrepareHashes();
   bool FindByHash(std::string_view text);
   bool NextHashed();
-  bool Matches(const HashedEntry& entry);
-  /// Text of the record's key as a collated tag compares it; none for a number outside the table.
-  std::optional<std::string> ComparableKey(std::uint32_t record);
   bool ScanFor(std::uint32_t record);
 
+  ChosenTag chosen_;
   DbfFile& table_;
   const storage::CodePage& page_;
-  std::string expression_problem_;  // why there is no expression; set while expression_ is made
-  std::optional<KeyExpression> expression_;
-  KeyForm form_;
+  TagKeys keys_;
   TagTree tree_;
   TagCursor cursor_;
 
-  std::optional<bool> sound_;
   std::vector<std::byte> sought_;
-  std::string sought_text_;
+  std::string sought_text_;  // of a collated tag
   std::optional<std::vector<HashedEntry>> hashed_;
   std::size_t next_hashed_ = 0;
   std::uint64_t sought_hash_ = 0;
