@@ -120,14 +120,16 @@ void Journal::Announce(PageNumber page, ByteView content) {
   sums.written = true;
 }
 
-/// Makes the file, which is nobody else's: what a crash left was settled when the database was opened.
+/// Makes the file, which is nobody else's: what a crash left was settled when the database was opened. Only an
+/// attempt that failed can have left one.
 void Journal::Create() {
   if (file_ != nullptr) return;
   try {
     file_ = files_.CreateLike(path_, database_path_);
   } catch (const common::Error& error) {
     if (error.number() != common::kFileExists) throw;
-    ThrowNoJournal(path_);
+    if (!RemoveVoidJournal(files_, path_)) ThrowNoJournal(path_);
+    file_ = files_.CreateLike(path_, database_path_);
   }
 }
 

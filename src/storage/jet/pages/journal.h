@@ -81,6 +81,9 @@ JournaledFile OpenJournaled(storage::FileSystem& files, const std::filesystem::p
 /// Removes the journal of a database that is gone or of no use. What is none of ours stays.
 void RemoveJournal(storage::FileSystem& files, const std::filesystem::path& database);
 
+/// Removes a journal file of which nothing ever counted; false when it is something else.
+bool RemoveVoidJournal(storage::FileSystem& files, const std::filesystem::path& journal);
+
 /// Error 3051 for something else that bears the name of a journal.
 [[noreturn]] void ThrowNoJournal(const std::filesystem::path& path);
 

@@ -220,6 +220,12 @@ void GiveUpJournal(storage::FileSystem& files, const fs::path& path, std::uint64
   Remove(files, path);
 }
 
+bool RemoveVoidJournal(storage::FileSystem& files, const fs::path& path) {
+  if (ReadJournal(files, path).kind != Kind::Void) return false;
+  Remove(files, path);
+  return true;
+}
+
 void RemoveJournal(storage::FileSystem& files, const fs::path& database) {
   const fs::path path = JournalPath(files, database);
   const Kind kind = ReadJournal(files, path).kind;
