@@ -96,6 +96,7 @@ OpenTable* JetFile::FindTable(std::string_view name) {
 }
 
 void JetFile::Checkpoint() {
+  for (const auto& [page, table] : tables_) table->Settle();
   if (pager_->dirty()) pager_->Checkpoint();
   last_checkpoint_ = Clock::now();
   ++checkpoints_;

@@ -82,7 +82,7 @@ const StoredRow& JetRecordSet::CurrentRow() const {
 void JetRecordSet::SelectIndex(std::string_view name) {
   OpenTable& table = Table();
   const LogicalIndex* index = table.definition().FindIndex(name);
-  if (index == nullptr || index->real_index >= table.indexes().size()) {
+  if (index == nullptr || index->real_index >= table.index_parts().size()) {
     throw Error(common::kNotAnIndex,
                 fmt::format("Table '{}' has no index '{}'; create it or choose another", table.name(), name));
   }
@@ -100,6 +100,11 @@ void JetRecordSet::SeekEqual(std::string_view text) {
   no_match_ = true;
   current_.reset();
   past_end_ = false;
+  if (const auto open = table_->FindOpenRow(index_, key_.key)) {
+    no_match_ = false;
+    return StandOn(open);
+  }
+  table_->Settle();
   if (!cursor_->LowerBound(key_.key)) return;
   const ByteView found = cursor_->key();
   if (found.size() < key_.key.size() || !std::ranges::equal(found.first(key_.key.size()), key_.key)) return;
@@ -110,7 +115,7 @@ void JetRecordSet::SeekEqual(std::string_view text) {
 
 /// The key of the index's first column that a record with this text has.
 void JetRecordSet::BuildSeekKey(std::string_view text) {
-  const IndexSet& indexes = table_->indexes();
+  const IndexSet& indexes = table_->index_parts();
   if (indexes.Obstacle(index_)) throw Error(common::kUnsupported, *indexes.Obstacle(index_));
   const IndexSet::Part& part = indexes.parts(index_).front();
   core::Value value = std::string(text);
@@ -142,6 +147,7 @@ void JetRecordSet::MoveFirst() {
   OpenTable& table = Table();
   buffer_ = Buffer::None;
   if (cursor_) {
+    table.Settle();
     StandOn(cursor_->First() ? std::optional(cursor_->row()) : std::nullopt);
     cursor_version_ = table.version();
   } else {
@@ -165,6 +171,7 @@ void JetRecordSet::MoveNext() {
 /// Puts the cursor on the entry of the current record. False when it has none; the cursor then stands on the
 /// entry behind the place where it would be.
 bool JetRecordSet::FindPlaceInOrder() {
+  table_->Settle();
   if (cursor_->valid() && cursor_version_ == table_->version() && cursor_->row() == *current_) return true;
   const StoredRow* row = FindCurrentRow();
   if (row == nullptr) {
@@ -172,7 +179,7 @@ bool JetRecordSet::FindPlaceInOrder() {
     if (cursor_->valid() && cursor_->row() == *current_) return true;
     throw Error(common::kRecordDeleted);
   }
-  IndexSet& indexes = table_->indexes();
+  const IndexSet& indexes = table_->indexes();
   if (indexes.Obstacle(index_)) return ScanForPlace();
   values_.resize(table_->fields().size());
   for (const IndexSet::Part& part : indexes.parts(index_)) {
@@ -209,7 +216,8 @@ bool JetRecordSet::HasRow() const {
 core::Value JetRecordSet::Read(std::size_t field) const {
   CheckField(field);
   if (IsBuffered(field)) return values_[field];
-  return table_->rows().Read(CurrentRow(), field);
+  const StoredRow& row = CurrentRow();
+  return table_->Read(*current_, row, field);
 }
 
 bool JetRecordSet::ReadText(std::size_t field, std::string& text) const {
@@ -218,7 +226,8 @@ bool JetRecordSet::ReadText(std::size_t field, std::string& text) const {
   if (IsBuffered(field) || (type != ColumnType::Text && type != ColumnType::Memo)) {
     return RecordSet::ReadText(field, text);
   }
-  return table_->rows().ReadText(CurrentRow(), field, text);
+  const StoredRow& row = CurrentRow();
+  return table_->ReadText(*current_, row, field, text);
 }
 
 // --- writing --------------------------------------------------------------------------------------------

@@ -4,8 +4,10 @@
 #include <fmt/format.h>
 #include <limits>
 #include <random>
+#include <utility>
 
 #include "common/error.h"
+#include "core/text_form.h"
 #include "storage/jet/definition/column_field.h"
 #include "storage/jet/jet_file.h"
 
@@ -71,6 +73,9 @@ OpenTable::OpenTable(JetFile& file, const CatalogObject& object)
       fields_(FieldsOf(definition_, file.catalog().ReadProperties(object))),
       names_(fields_) {
   const PropertyMap properties = file.catalog().ReadProperties(object);
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    with_rules_[i] = fields_[i].required || !fields_[i].allow_zero_length;
+  }
   for (const core::Field& field : fields_) {
     const std::string expression = properties.RulesOf(field.name).default_value;
     defaults_.push_back(expression.empty() || field.autonumber ? std::nullopt
@@ -111,6 +116,7 @@ void OpenTable::StartRow(std::vector<core::Value>& values) const {
 
 RowRef OpenTable::Insert(std::vector<core::Value>& values) {
   static const ColumnSet kAll = ColumnSet{}.set();
+  Settle();
   CountersGuard counters(definition_);
   AssignAutonumbers(values);
   CheckFields(values, kAll);
@@ -121,8 +127,12 @@ RowRef OpenTable::Insert(std::vector<core::Value>& values) {
   ++changes_;
   Savepoint savepoint(file_.pager());
   const RowRef row = rows_.Insert(values);
-  indexes_.Insert(keys_, row);
-  WriteCounters(file_.pager(), definition_);
+  if (MayWait()) {
+    Open(row, true);
+  } else {
+    indexes_.Insert(keys_, row);
+    WriteCounters(file_.pager(), definition_);
+  }
   savepoint.Release();
   counters.Keep();
   return row;
@@ -130,26 +140,26 @@ RowRef OpenTable::Insert(std::vector<core::Value>& values) {
 
 void OpenTable::Update(RowRef row, std::span<const core::Value> values, ColumnSet changed) {
   CheckFields(values, changed);
-  const ColumnSet watched = indexes_.columns() | relations().columns();
-  bool keys_change = false;
+  if (open_ && open_->place != row) Settle();
   {
     const auto stored = rows_.Find(row);
     if (!stored) throw Error(common::kRecordDeleted);
     for (std::size_t i = 0; i < fields_.size(); ++i) {
-      if (changed[i] && rows_.Holds(*stored, i, values[i])) changed.reset(i);
-    }
-    if (changed.none()) return;  // the pages stay as they are
-    keys_change = (watched & changed).any();
-    if (keys_change) {
-      old_values_.resize(fields_.size());
-      new_values_.resize(fields_.size());
-      for (std::size_t i = 0; i < fields_.size(); ++i) {
-        if (!watched[i]) continue;
-        old_values_[i] = rows_.Read(*stored, i);
-        new_values_[i] = changed[i] ? values[i] : old_values_[i];
-      }
+      if (changed[i] && Holds(*stored, i, values[i])) changed.reset(i);
     }
   }
+  if (changed.none()) return;  // the pages stay as they are
+  if (!open_ && MayWait()) Open(row, false);
+  if (open_ && TakeIntoOpenRow(values, changed)) return;
+  Settle();
+  UpdateAtOnce(row, values, changed);
+}
+
+/// Stores the row with all its entries.
+void OpenTable::UpdateAtOnce(RowRef row, std::span<const core::Value> values, const ColumnSet& changed) {
+  const ColumnSet watched = indexes_.columns() | relations().columns();
+  const bool keys_change = (watched & changed).any();
+  ReadBothVersions(row, values, changed, keys_change ? watched : ColumnSet{});
   if (keys_change) {
     indexes_.BuildKeys(old_values_, changed, old_keys_);
     indexes_.BuildKeys(new_values_, changed, keys_);
@@ -169,15 +179,150 @@ void OpenTable::Update(RowRef row, std::span<const core::Value> values, ColumnSe
   counters.Keep();
 }
 
-void OpenTable::CheckFields(std::span<const core::Value> values, const ColumnSet& changed) const {
+/// True when the row, which is the open one if there is one, has the value already.
+bool OpenTable::Holds(const StoredRow& row, std::size_t field, const core::Value& value) const {
+  if (open_ && open_->unwritten[field]) return open_->values[field] == value;
+  return rows_.Holds(row, field, value);
+}
+
+/// Sets old_values_ and new_values_ of the `columns`: as the row in its page has them, and as they are with
+/// the `changed` values. 3167: the row is gone.
+void OpenTable::ReadBothVersions(RowRef row, std::span<const core::Value> values, const ColumnSet& changed,
+                                 const ColumnSet& columns) {
+  const auto stored = rows_.Find(row);
+  if (!stored) throw Error(common::kRecordDeleted);
+  old_values_.resize(fields_.size());
+  new_values_.resize(fields_.size());
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    if (changed[i] && fields_[i].required && core::IsNull(values[i])) {
+    if (!columns[i]) continue;
+    old_values_[i] = rows_.Read(*stored, i);
+    new_values_[i] = changed[i] ? values[i] : old_values_[i];
+  }
+}
+
+// --- the open row ---------------------------------------------------------------------------------------
+
+/// Where related tables may look, or room may end, nothing waits.
+bool OpenTable::MayWait() {
+  constexpr PageNumber kRoom = 4096;  // more pages than one row can take
+  return relations().columns().none() && (file_.pager().page_count() + kRoom) < kMaxFileSize / kPageSize;
+}
+
+void OpenTable::Open(RowRef row, bool is_new) {
+  const auto stored = rows_.Find(row);
+  if (!stored) throw Error(common::kRecordDeleted);
+  if (!open_) open_.emplace();
+  open_->place = row;
+  open_->is_new = is_new;
+  open_->values.resize(fields_.size());
+  open_->unwritten.reset();
+  open_->length_bound = stored->row.bytes().size();
+  open_->keys.indexes.resize(indexes_.size());
+  ForgetOpenKeys();
+}
+
+void OpenTable::ForgetOpenKeys() {
+  for (RowKeys::One& one : open_->keys.indexes) one.built = false;
+}
+
+/// Checks what a store checks and lets the open row have the values. False when they must not wait.
+bool OpenTable::TakeIntoOpenRow(std::span<const core::Value> values, const ColumnSet& changed) {
+  std::size_t bound = open_->length_bound;
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (!changed[i]) continue;
+    const auto room = RoomFor(rows_, definition_.columns[i], values[i]);
+    if (!room) return false;
+    bound += *room;
+  }
+  if (bound > data_page::kMaxRow) return false;
+  if ((indexes_.columns() & changed).any() && !CheckOpenKeys(values, changed)) return false;
+  open_->length_bound = bound;
+  open_->Assign(values, changed);
+  if ((indexes_.columns() & changed).any()) ForgetOpenKeys();
+  ++changes_;
+  return true;
+}
+
+/// The checks of keys that would change. False when an old row would get another key in a unique index: its
+/// old entry, still there, could be taken for that of another row.
+bool OpenTable::CheckOpenKeys(std::span<const core::Value> values, const ColumnSet& changed) {
+  const ColumnSet watched = indexes_.columns();
+  ReadBothVersions(open_->place, open_->values, open_->unwritten, watched);  // new_values_: before this store
+  std::swap(old_values_, new_values_);
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (watched[i]) new_values_[i] = changed[i] ? values[i] : old_values_[i];
+  }
+  indexes_.BuildKeys(old_values_, changed, old_keys_);
+  indexes_.BuildKeys(new_values_, changed, keys_);
+  if (!open_->is_new && indexes_.ChangesUniqueKey(old_keys_, keys_)) return false;
+  indexes_.CheckNew(keys_, &old_keys_);
+  return true;
+}
+
+void OpenTable::Settle() {
+  if (!open_) return;
+  const ColumnSet& unwritten = open_->unwritten;
+  if (!open_->is_new && unwritten.none()) return open_.reset();
+  const ColumnSet watched = open_->is_new ? indexes_.columns() : indexes_.columns() & unwritten;
+  if (watched.any()) ReadBothVersions(open_->place, open_->values, unwritten, indexes_.columns());
+
+  ++changes_;
+  CountersGuard counters(definition_);
+  Savepoint savepoint(file_.pager());
+  if (unwritten.any()) rows_.Update(open_->place, open_->values, unwritten);
+  if (open_->is_new) {
+    indexes_.BuildKeys(new_values_, ColumnSet{}.set(), keys_);
+    indexes_.Insert(keys_, open_->place);
+  } else if (watched.any()) {
+    indexes_.BuildKeys(old_values_, unwritten, old_keys_);
+    indexes_.BuildKeys(new_values_, unwritten, keys_);
+    indexes_.Update(old_keys_, keys_, open_->place);
+  }
+  if (watched.any()) WriteCounters(file_.pager(), definition_);
+  savepoint.Release();
+  counters.Keep();
+  open_.reset();
+}
+
+IndexSet& OpenTable::indexes() {
+  Settle();
+  return indexes_;
+}
+
+std::optional<RowRef> OpenTable::FindOpenRow(std::size_t index, storage::ByteView key) {
+  if (!open_ || !indexes_.IsUnique(index) || indexes_.parts(index).size() != 1) return std::nullopt;
+  RowKeys::One& own = open_->keys.indexes[index];
+  if (!own.built) {
+    ReadBothVersions(open_->place, open_->values, open_->unwritten, indexes_.columns());
+    indexes_.BuildKey(index, new_values_, own);
+  }
+  if (!std::ranges::equal(own.key, key)) return std::nullopt;
+  return open_->place;
+}
+
+core::Value OpenTable::Read(RowRef place, const StoredRow& row, std::size_t field) const {
+  if (open_ && open_->place == place && open_->unwritten[field]) return open_->values[field];
+  return rows_.Read(row, field);
+}
+
+bool OpenTable::ReadText(RowRef place, const StoredRow& row, std::size_t field, std::string& text) const {
+  if (!open_ || open_->place != place || !open_->unwritten[field]) return rows_.ReadText(row, field, text);
+  text.clear();
+  core::AppendText(text, open_->values[field]);
+  return !core::IsNull(open_->values[field]);
+}
+
+void OpenTable::CheckFields(std::span<const core::Value> values, const ColumnSet& changed) const {
+  const ColumnSet watched = changed & with_rules_;
+  if (watched.none()) return;
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (watched[i] && fields_[i].required && core::IsNull(values[i])) {
       throw Error(common::kFieldRequired,
                   fmt::format("Field '{}' of table '{}' must have a value", fields_[i].name, name()));
     }
   }
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    const auto* text = changed[i] ? std::get_if<std::string>(&values[i]) : nullptr;
+    const auto* text = watched[i] ? std::get_if<std::string>(&values[i]) : nullptr;
     if (text != nullptr && text->empty() && !fields_[i].allow_zero_length) {
       throw Error(
           common::kZeroLengthRefused,

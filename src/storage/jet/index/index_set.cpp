@@ -84,6 +84,13 @@ void IndexSet::BuildKey(std::size_t number, std::span<const core::Value> values,
   one.present = !(index.ignores_nulls && one.all_null);
 }
 
+bool IndexSet::ChangesUniqueKey(const RowKeys& old, const RowKeys& keys) const {
+  for (std::size_t i = 0; i < indexes_.size(); ++i) {
+    if (indexes_[i].unique && keys.indexes[i].built && keys.indexes[i].key != old.indexes[i].key) return true;
+  }
+  return false;
+}
+
 void IndexSet::CheckNew(const RowKeys& keys, const RowKeys* old) {
   const auto to_be_checked = [&](std::size_t i) {
     return keys.indexes[i].built && (old == nullptr || keys.indexes[i].key != old->indexes[i].key);

@@ -58,12 +58,16 @@ class IndexSet {
 
   /// Why keys of this index cannot be computed, as a sentence; none when they can.
   const std::optional<std::string>& Obstacle(std::size_t index) const { return indexes_[index].obstacle; }
+  bool IsUnique(std::size_t index) const { return indexes_[index].unique; }
   /// The columns that stand in any index.
   const ColumnSet& columns() const { return columns_; }
 
   /// Keys in the indexes over any of the `changed` columns; `values` by position.
   void BuildKeys(std::span<const core::Value> values, const ColumnSet& changed, RowKeys& keys) const;
   void BuildKey(std::size_t index, std::span<const core::Value> values, RowKeys::One& key) const;
+
+  /// True when a row's keys differ in a unique index; both built for the same columns.
+  bool ChangesUniqueKey(const RowKeys& old, const RowKeys& keys) const;
 
   /// 3058: Null where the index demands a value. 3022: the key is in a unique index already. 3250: the key is
   /// too long. Keys equal to those of `old` are left out.

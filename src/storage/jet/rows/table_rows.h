@@ -71,6 +71,9 @@ class TableRows {
   /// Deletes the row and its long values. 3167 when it is gone already.
   void Delete(RowRef slot);
 
+  /// Whether values of a memo or OLE column may lie outside the row.
+  bool StoresLongValues(const Column& column) const { return long_values_.contains(column.number); }
+
   const TableDefinition& table() const { return table_; }
 
  private:

@@ -1,0 +1,42 @@
+#include "storage/jet/open_row.h"
+
+#include <algorithm>
+#include <string>
+
+#include "storage/jet/rows/long_value.h"
+
+namespace corvix::jet {
+
+void OpenRow::Assign(std::span<const core::Value> from, const ColumnSet& changed) {
+  for (std::size_t i = 0; i < from.size(); ++i) {
+    if (changed[i]) values[i] = from[i];
+  }
+  unwritten |= changed;
+}
+
+std::optional<std::size_t> RoomFor(const TableRows& rows, const Column& column, const core::Value& value) {
+  switch (column.type) {
+    case ColumnType::YesNo:
+    case ColumnType::Byte:
+    case ColumnType::Integer:
+    case ColumnType::Long:
+    case ColumnType::Currency:
+    case ColumnType::Single:
+    case ColumnType::Double:
+    case ColumnType::Date:
+      return sizeof(double);
+    case ColumnType::Text:
+    case ColumnType::Memo:
+      break;
+    default:
+      return std::nullopt;
+  }
+  const auto* text = std::get_if<std::string>(&value);
+  if (text == nullptr) return 0;                   // Null
+  const std::size_t bytes = 2 * text->size() + 2;  // at most, with the mark of compressed text
+  if (column.type == ColumnType::Text) return bytes;
+  if (bytes > kMaxInlineValue && !rows.StoresLongValues(column)) return std::nullopt;
+  return kLongValueHead + std::min(bytes, kMaxInlineValue);
+}
+
+}  // namespace corvix::jet
