@@ -96,7 +96,9 @@ OpenTable* JetFile::FindTable(std::string_view name) {
 }
 
 void JetFile::Checkpoint() {
-  for (const auto& [page, table] : tables_) table->Settle();
+  for (const auto& [page, table] : tables_) {
+    if (table) table->Settle();  // none: it could not be opened
+  }
   if (pager_->dirty()) pager_->Checkpoint();
   last_checkpoint_ = Clock::now();
   ++checkpoints_;

@@ -278,7 +278,7 @@ void OpenTable::Settle() {
     indexes_.BuildKeys(new_values_, unwritten, keys_);
     indexes_.Update(old_keys_, keys_, open_->place);
   }
-  if (watched.any()) WriteCounters(file_.pager(), definition_);
+  if (open_->is_new || watched.any()) WriteCounters(file_.pager(), definition_);
   savepoint.Release();
   counters.Keep();
   open_.reset();
