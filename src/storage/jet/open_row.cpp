@@ -2,14 +2,19 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "storage/jet/rows/long_value.h"
 
 namespace corvix::jet {
 
 void OpenRow::Assign(std::span<const core::Value> from, const ColumnSet& changed) {
+  incoming.resize(from.size());
   for (std::size_t i = 0; i < from.size(); ++i) {
-    if (changed[i]) values[i] = from[i];
+    if (changed[i]) incoming[i] = from[i];
+  }
+  for (std::size_t i = 0; i < from.size(); ++i) {  // nothing fails from here on
+    if (changed[i]) std::swap(values[i], incoming[i]);
   }
   unwritten |= changed;
 }

@@ -30,7 +30,9 @@ struct OpenRow {
   /// Its keys, where they are built, in unique indexes of one column: what it can be found by.
   RowKeys keys;
 
-  /// Takes over the values of the `changed` columns.
+  std::vector<core::Value> incoming;  ///< memory of Assign
+
+  /// Takes over the values of the `changed` columns, all or none.
   void Assign(std::span<const core::Value> from, const ColumnSet& changed);
 };
 

@@ -211,14 +211,10 @@ bool OpenTable::MayWait() {
 void OpenTable::Open(RowRef row, bool is_new) {
   const auto stored = rows_.Find(row);
   if (!stored) throw Error(common::kRecordDeleted);
-  if (!open_) open_.emplace();
-  open_->place = row;
-  open_->is_new = is_new;
-  open_->values.resize(fields_.size());
-  open_->unwritten.reset();
-  open_->length_bound = stored->row.bytes().size();
-  open_->keys.indexes.resize(indexes_.size());
-  ForgetOpenKeys();
+  OpenRow open{.place = row, .is_new = is_new, .length_bound = stored->row.bytes().size()};
+  open.values.resize(fields_.size());
+  open.keys.indexes.resize(indexes_.size());
+  open_ = std::move(open);
 }
 
 void OpenTable::ForgetOpenKeys() {
