@@ -22,18 +22,6 @@ using jet::RealIndex;
 using jet::Relationship;
 using jet::TableDefinition;
 
-std::string_view TypeOf(const Column& column) {
-  if (column.type == jet::ColumnType::Decimal) return core::FieldTypeName(core::FieldType::Decimal);
-  return core::FieldTypeName(static_cast<core::FieldType>(column.type));
-}
-
-/// Text: characters; the others: bytes, 0 where the length varies.
-int SizeOf(const Column& column) {
-  if (column.type == jet::ColumnType::Text) return column.length / 2;
-  if (column.type == jet::ColumnType::YesNo) return 1;
-  return column.IsLongValue() ? 0 : column.length;
-}
-
 struct Table {
   std::string name;
   TableDefinition definition;
@@ -52,13 +40,13 @@ struct Table {
 
 void AppendColumn(std::string& text, const Column& column, const ColumnRules& rules) {
   const auto out = std::back_inserter(text);
-  const bool is_text = column.type == jet::ColumnType::Text || column.type == jet::ColumnType::Memo;
-  const std::string size = SizeOf(column) > 0 ? fmt::format("{}", SizeOf(column)) : "";
-  std::string line = fmt::format("    {:<20}{:<14}{:>5}  ", ShownText(column.name), TypeOf(column), size);
+  const std::string size = column.FieldSize() > 0 ? fmt::format("{}", column.FieldSize()) : "";
+  std::string line = fmt::format("    {:<20}{:<14}{:>5}  ", ShownText(column.name),
+                                 core::FieldTypeName(column.FieldType()), size);
   std::vector<std::string> traits;
   if (column.IsAutonumber()) traits.emplace_back("autonumber");
   if (rules.required) traits.emplace_back("required");
-  if (is_text && !rules.allow_zero_length) traits.emplace_back("no empty text");
+  if (column.IsText() && !rules.allow_zero_length) traits.emplace_back("no empty text");
   if (!rules.default_value.empty()) traits.push_back("default " + ShownText(rules.default_value));
   if (!rules.validation.expression.empty())
     traits.push_back("rule " + ShownText(rules.validation.expression));
@@ -113,8 +101,8 @@ std::string TableJson(const Table& table, const std::string& path) {
     const ColumnRules rules = table.properties.RulesOf(column.name);
     return JsonObject()
         .Text("name", column.name)
-        .Text("type", TypeOf(column))
-        .Number("size", SizeOf(column))
+        .Text("type", core::FieldTypeName(column.FieldType()))
+        .Number("size", column.FieldSize())
         .Truth("required", rules.required)
         .Truth("allow_zero_length", rules.allow_zero_length)
         .Truth("autonumber", column.IsAutonumber())

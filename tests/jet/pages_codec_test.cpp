@@ -140,7 +140,7 @@ TableDefinition AllTypes() {
           MakeColumn("c" + std::to_string(number), type, number, fixed || type == ColumnType::YesNo,
                      fixed ? offset : table.variable_columns, 40);
       column.scale = 4;
-      if (column.IsFixed()) offset = static_cast<std::uint16_t>(offset + FixedSize(column));
+      if (column.IsFixed()) offset = static_cast<std::uint16_t>(offset + column.FixedSize());
       if (!column.IsFixed()) ++table.variable_columns;
       table.columns.push_back(column);
       ++number;

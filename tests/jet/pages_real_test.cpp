@@ -59,7 +59,7 @@ void EncodeAgain(const RowView& row, const TableDefinition& table, RowBuilder& b
     // Null columns of the fixed part may hold old bytes; the rest of the row has no choice.
     std::size_t fixed_end = 2;
     for (const Column& column : table.columns) {
-      if (column.IsFixed()) fixed_end = std::max(fixed_end, 2 + column.fixed_offset + FixedSize(column));
+      if (column.IsFixed()) fixed_end = std::max(fixed_end, 2 + column.fixed_offset + column.FixedSize());
     }
     EXPECT_TRUE(std::ranges::equal(built.subspan(fixed_end), row.bytes().subspan(fixed_end)))
         << row.place().ToString();

@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/error.h"
 
@@ -74,6 +75,28 @@ inline std::uint8_t ReadByte(ByteView bytes, std::size_t offset) {
 }
 inline void WriteByte(ByteSpan bytes, std::size_t offset, std::uint8_t value) {
   Slice(bytes, offset, 1)[0] = std::byte{value};
+}
+
+template <std::unsigned_integral T>
+void AppendLittle(std::vector<std::byte>& out, T value) {
+  out.resize(out.size() + sizeof(T));
+  WriteLittle(ByteSpan(out), out.size() - sizeof(T), value);
+}
+
+template <std::unsigned_integral T>
+void AppendBig(std::vector<std::byte>& out, T value) {
+  out.resize(out.size() + sizeof(T));
+  WriteBig(ByteSpan(out), out.size() - sizeof(T), value);
+}
+
+/// Bitmaps: the low bit of each byte is the first. `bit` must lie within the bytes.
+inline bool TestBit(ByteView bits, std::size_t bit) {
+  return (std::to_integer<unsigned>(bits[bit / 8]) >> (bit % 8) & 1) != 0;
+}
+inline void AssignBit(ByteSpan bits, std::size_t bit, bool value) {
+  const auto mask = std::byte{1} << (bit % 8);
+  std::byte& byte = bits[bit / 8];
+  byte = value ? byte | mask : byte & ~mask;
 }
 
 /// The bytes as characters, and the other way round; both share the memory.

@@ -119,7 +119,7 @@ void JetRecordSet::BuildSeekKey(std::string_view text) {
   if (indexes.Obstacle(index_)) throw Error(common::kUnsupported, *indexes.Obstacle(index_));
   const IndexSet::Part& part = indexes.parts(index_).front();
   core::Value value = std::string(text);
-  if (part.column->type != ColumnType::Text && part.column->type != ColumnType::Memo) {
+  if (!part.column->IsText()) {
     core::Field field = table_->fields()[part.position];
     field.autonumber = false;  // cannot be assigned, but can be sought
     value = core::ConvertForField(field, value);
@@ -222,8 +222,7 @@ core::Value JetRecordSet::Read(std::size_t field) const {
 
 bool JetRecordSet::ReadText(std::size_t field, std::string& text) const {
   CheckField(field);
-  const ColumnType type = table_->definition().columns[field].type;
-  if (IsBuffered(field) || (type != ColumnType::Text && type != ColumnType::Memo)) {
+  if (IsBuffered(field) || !table_->definition().columns[field].IsText()) {
     return RecordSet::ReadText(field, text);
   }
   const StoredRow& row = CurrentRow();

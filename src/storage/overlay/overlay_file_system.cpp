@@ -208,12 +208,4 @@ std::optional<std::chrono::system_clock::time_point> OverlayFileSystem::ChangedA
   return below_.ChangedAt(path);
 }
 
-std::uint64_t OverlayFileSystem::ChangedBytes() const {
-  std::uint64_t bytes = 0;
-  for (const auto& [path, content] : contents_) {
-    if (content) bytes += content->changed.size() * kBlock;
-  }
-  return bytes;
-}
-
 }  // namespace corvix::storage

@@ -38,9 +38,6 @@ class OverlayFileSystem : public FileSystem {
   std::uint64_t FreeSpace(const std::filesystem::path& directory) override;
   std::optional<std::chrono::system_clock::time_point> ChangedAt(const std::filesystem::path& path) override;
 
-  /// Bytes of changed blocks that are held in memory.
-  std::uint64_t ChangedBytes() const;
-
   struct Content;
 
  private:

@@ -49,17 +49,10 @@ class Names {
 // Length as the descriptor holds it, in bytes.
 std::uint16_t StoredLength(const ColumnDescription& column) {
   if (column.type == ColumnType::YesNo) return 1;
-  if (column.type == ColumnType::Text) return static_cast<std::uint16_t>(2 * column.length);
-  if (column.type == ColumnType::Binary) return column.length;
-  return static_cast<std::uint16_t>(TypeSize(column.type));
+  const ColumnTypeInfo& info = InfoOf(column.type);
+  if (info.size != 0 || info.long_value) return info.size;
+  return static_cast<std::uint16_t>(info.text ? 2 * column.length : column.length);
 }
-
-bool IsVariable(ColumnType type) {
-  return type == ColumnType::Text || type == ColumnType::Binary || type == ColumnType::Memo ||
-         type == ColumnType::Ole;
-}
-
-bool HoldsText(ColumnType type) { return type == ColumnType::Text || type == ColumnType::Memo; }
 
 void CheckColumn(const std::string& table, const ColumnDescription& column) {
   const auto refuse = [&](std::string_view text) {
@@ -86,7 +79,7 @@ Column PlanColumn(const ColumnDescription& description, std::uint16_t position) 
   column.type = description.type;
   column.display_position = position;
   column.flags = Column::kWritable;
-  if (!IsVariable(description.type)) column.flags |= Column::kFixed;
+  if (!InfoOf(description.type).variable) column.flags |= Column::kFixed;
   if (description.autonumber) column.flags |= Column::kAutonumber;
   column.compressed = description.type == ColumnType::Text && description.compressed;
   column.length = StoredLength(description);
@@ -100,7 +93,7 @@ Column PlanColumn(const ColumnDescription& description, std::uint16_t position) 
 void SetRules(PropertyMap& properties, const ColumnDescription& column) {
   const auto set = [&](Property property) { properties.Set(column.name, std::move(property)); };
   set(Property::YesNo("Required", column.required));
-  if (HoldsText(column.type)) set(Property::YesNo("AllowZeroLength", column.allow_zero_length));
+  if (InfoOf(column.type).text) set(Property::YesNo("AllowZeroLength", column.allow_zero_length));
   if (!column.default_value.empty()) set(Property::Memo("DefaultValue", column.default_value));
   if (!column.validation_rule.empty()) set(Property::Memo("ValidationRule", column.validation_rule));
   if (!column.validation_text.empty()) set(Property::Text("ValidationText", column.validation_text));
@@ -115,7 +108,7 @@ RealIndex PlanRealIndex(const TableDescription& table, const IndexDescription& i
   RealIndex real;
   for (const IndexColumnDescription& each : index.columns) {
     const Column* column = definition.FindColumn(each.name);
-    if (!column || column->type == ColumnType::Ole) {
+    if (!column || !InfoOf(column->type).indexable) {
       Refuse(fmt::format("Index \"{}\" of table \"{}\" cannot be over the column \"{}\": there is {}",
                          index.name, table.name, each.name,
                          column ? "no order of its type" : "no such column"));
@@ -153,7 +146,7 @@ std::uint32_t AddRealIndex(const std::string& table_name, TableDefinition& table
 void CheckRowFits(const std::string& name, const TableDefinition& table) {
   std::size_t fixed = 0;
   for (const Column& column : table.columns) {
-    if (column.IsFixed()) fixed = std::max(fixed, column.fixed_offset + FixedSize(column));
+    if (column.IsFixed()) fixed = std::max(fixed, column.fixed_offset + column.FixedSize());
   }
   const std::size_t variable = table.variable_columns == 0 ? 0 : 4 + 2 * std::size_t{table.variable_columns};
   if (2 + fixed + variable + (table.max_columns + 7U) / 8 > data_page::kMaxRow) {
@@ -339,7 +332,7 @@ void AddColumn(TableDefinition& table, Column column) {
   } else if (column.type != ColumnType::YesNo) {
     std::size_t end = 0;
     for (const Column& each : table.columns) {
-      if (each.IsFixed()) end = std::max(end, each.fixed_offset + FixedSize(each));
+      if (each.IsFixed()) end = std::max(end, each.fixed_offset + each.FixedSize());
     }
     column.fixed_offset = static_cast<std::uint16_t>(end);
   }

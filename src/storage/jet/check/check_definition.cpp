@@ -16,8 +16,6 @@ using storage::ByteView;
 using storage::ReadLittle;
 using Bytes = std::vector<std::byte>;
 
-constexpr std::size_t kMaxTextBytes = 510;
-
 // Zeroes what the format leaves to chance: heads of pages, old bytes between the fields.
 void ClearIgnored(Bytes& bytes, const TableDefinition& table) {
   const auto clear = [&bytes](std::size_t offset, std::size_t length) {
@@ -86,21 +84,9 @@ void CheckColumnLength(Context& context, const TableDefinition& table, const std
     context.findings.Problem(table.page, "column {} of {} has the length {}, which its type {} cannot have",
                              column.name, name, column.length, static_cast<int>(column.type));
   };
-  switch (column.type) {
-    case ColumnType::YesNo:
-      return column.length > 1 ? wrong() : void();
-    case ColumnType::Text:
-      return column.length > kMaxTextBytes || column.length % 2 != 0 ? wrong() : void();
-    case ColumnType::Binary:
-      return column.length > kMaxTextBytes ? wrong() : void();
-    case ColumnType::Decimal:  // some tools leave another length there
-    case ColumnType::Memo:
-    case ColumnType::Ole:
-    case ColumnType::Opaque:
-      return;
-    default:
-      return column.length != FixedSize(column) ? wrong() : void();
-  }
+  const ColumnTypeInfo& info = InfoOf(column.type);
+  const bool half_a_character = info.text && !info.long_value && column.length % 2 != 0;
+  if (column.length < info.least_length || column.length > info.most_length || half_a_character) wrong();
 }
 
 void CheckColumns(Context& context, const TableDefinition& table, const std::string& name) {
@@ -123,7 +109,7 @@ void CheckColumns(Context& context, const TableDefinition& table, const std::str
                                  column.name, name);
       }
     } else if (column.type != ColumnType::YesNo) {
-      fixed.push_back({column.fixed_offset, column.fixed_offset + FixedSize(column), &column});
+      fixed.push_back({column.fixed_offset, column.fixed_offset + column.FixedSize(), &column});
     }
   }
   std::ranges::sort(fixed, {}, &Span::begin);

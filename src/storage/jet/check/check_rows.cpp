@@ -36,15 +36,11 @@ TextMeasure MeasureText(ByteView stored) {
   return result;
 }
 
-bool MaskBit(ByteView row, std::size_t mask, std::uint16_t number) {
-  return (std::to_integer<unsigned>(row[mask + number / 8]) >> (number % 8) & 1) != 0;
-}
-
 std::size_t FixedEnd(const TableDefinition& table, std::size_t columns) {
   std::size_t end = kCount;
   for (const Column& column : table.columns) {
     if (column.IsFixed() && column.number < columns && column.type != ColumnType::YesNo) {
-      end = std::max(end, kCount + column.fixed_offset + FixedSize(column));
+      end = std::max(end, kCount + column.fixed_offset + column.FixedSize());
     }
   }
   return end;
@@ -244,7 +240,7 @@ bool RowChecker::CheckVariablePart(RowRef slot, ByteView row, std::size_t column
   bool sound = true;
   for (const Column& column : table_.columns) {
     if (column.IsFixed() || column.number >= columns || column.variable_index >= count) continue;
-    if (column.type == ColumnType::YesNo || !MaskBit(row, mask, column.number)) continue;
+    if (column.type == ColumnType::YesNo || !storage::TestBit(row.subspan(mask), column.number)) continue;
     const std::size_t begin = offset(column.variable_index);
     const std::size_t end = offset(column.variable_index + std::size_t{1});
     sound = CheckVariableColumn(slot, column, row.subspan(begin, end - begin)) && sound;
@@ -253,28 +249,25 @@ bool RowChecker::CheckVariablePart(RowRef slot, ByteView row, std::size_t column
 }
 
 bool RowChecker::CheckVariableColumn(RowRef slot, const Column& column, ByteView value) {
-  switch (column.type) {
-    case ColumnType::Memo:
-    case ColumnType::Ole:
-      return long_values_.Check(column, value, slot);
-    case ColumnType::Text: {
-      const TextMeasure text = MeasureText(value);
-      if (text.is_cut)
-        return RowProblem(slot, "column {} holds a text that ends within a character", column.name);
-      if (text.units <= column.length / 2U) return true;
-      return RowProblem(slot, "column {} holds {} characters, of {} allowed", column.name, text.units,
-                        column.length / 2);
+  const ColumnTypeInfo& info = InfoOf(column.type);
+  if (info.long_value) return long_values_.Check(column, value, slot);
+  if (info.text) {
+    const TextMeasure text = MeasureText(value);
+    if (text.is_cut) {
+      return RowProblem(slot, "column {} holds a text that ends within a character", column.name);
     }
-    case ColumnType::Binary:
-    case ColumnType::Opaque:
-      if (value.size() <= column.length) return true;
-      return RowProblem(slot, "column {} holds {} bytes, of {} allowed", column.name, value.size(),
-                        column.length);
-    default:
-      if (value.size() >= FixedSize(column)) return true;
-      return RowProblem(slot, "column {} holds {} bytes; its type needs {}", column.name, value.size(),
-                        FixedSize(column));
+    if (text.units <= column.length / 2U) return true;
+    return RowProblem(slot, "column {} holds {} characters, of {} allowed", column.name, text.units,
+                      column.length / 2);
   }
+  if (info.size == 0) {
+    if (value.size() <= column.length) return true;
+    return RowProblem(slot, "column {} holds {} bytes, of {} allowed", column.name, value.size(),
+                      column.length);
+  }
+  if (value.size() >= info.size) return true;
+  return RowProblem(slot, "column {} holds {} bytes; its type needs {}", column.name, value.size(),
+                    info.size);
 }
 
 void RowChecker::SeeAutonumber(const RowView& row) {

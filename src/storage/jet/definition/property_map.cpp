@@ -13,6 +13,7 @@
 namespace corvix::jet {
 namespace {
 
+using storage::AppendLittle;
 using storage::ByteView;
 using storage::ReadByte;
 using storage::ReadLittle;
@@ -59,20 +60,16 @@ Property ParseValue(ByteView value, const std::vector<std::string>& names) {
   return {names[name], ReadByte(value, 3), ReadByte(value, 2), Bytes(data.begin(), data.end())};
 }
 
-void AppendLittle(Bytes& out, std::size_t value, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) out.push_back(static_cast<std::byte>(value >> (8 * i) & 0xFF));
-}
-
 void AppendBlock(Bytes& out, std::uint16_t kind, const Bytes& content) {
-  AppendLittle(out, kBlockHead + content.size(), 4);
-  AppendLittle(out, kind, 2);
+  AppendLittle(out, static_cast<std::uint32_t>(kBlockHead + content.size()));
+  AppendLittle(out, kind);
   out.insert(out.end(), content.begin(), content.end());
 }
 
 void AppendName(Bytes& out, std::string_view name) {
   Bytes text;
   AppendUtf16(text, name);
-  AppendLittle(out, text.size(), 2);
+  AppendLittle(out, static_cast<std::uint16_t>(text.size()));
   out.insert(out.end(), text.begin(), text.end());
 }
 
@@ -102,8 +99,7 @@ Property Property::Memo(std::string_view name, std::string_view value) {
 bool Property::AsBool() const { return !data.empty() && data[0] != std::byte{0}; }
 
 std::string Property::AsText() const {
-  const bool is_text = type == static_cast<std::uint8_t>(ColumnType::Text) ||
-                       type == static_cast<std::uint8_t>(ColumnType::Memo);
+  const bool is_text = IsColumnType(type) && InfoOf(static_cast<ColumnType>(type)).text;
   return is_text ? TextOfUtf16(data) : std::string();
 }
 
@@ -168,15 +164,15 @@ Bytes PropertyMap::Build() const {
     if (block.kind == kObjectBlock || block.kind == kColumnBlock) {
       Bytes owner;
       AppendName(owner, block.owner);
-      AppendLittle(content, 4 + owner.size(), 4);
+      AppendLittle(content, static_cast<std::uint32_t>(4 + owner.size()));
       content.insert(content.end(), owner.begin(), owner.end());
       for (const Property& property : block.properties) {
         const auto name = std::ranges::find(names_, property.name) - names_.begin();
-        AppendLittle(content, kValueHead + property.data.size(), 2);
+        AppendLittle(content, static_cast<std::uint16_t>(kValueHead + property.data.size()));
         content.push_back(std::byte{property.definition});
         content.push_back(std::byte{property.type});
-        AppendLittle(content, static_cast<std::size_t>(name), 2);
-        AppendLittle(content, property.data.size(), 2);
+        AppendLittle(content, static_cast<std::uint16_t>(static_cast<std::size_t>(name)));
+        AppendLittle(content, static_cast<std::uint16_t>(property.data.size()));
         content.insert(content.end(), property.data.begin(), property.data.end());
       }
     }

@@ -29,8 +29,6 @@ constexpr std::size_t kMaxRealIndexes = (kPageSize - definition::kCounters) / de
   throw Error(common::kDamagedDatabase, "The table definition is damaged: " + std::move(text));
 }
 
-bool IsKnownType(std::uint8_t code) { return (code >= 1 && code <= 12) || (code >= 15 && code <= 17); }
-
 // Takes the parts of a definition one after the other.
 class Parts {
  public:
@@ -83,7 +81,7 @@ Column ParseColumn(ByteView bytes, const TableDefinition& table) {
   Column column;
   const std::uint8_t type = ReadByte(bytes, at::kType);
   column.number = ReadLittle<std::uint16_t>(bytes, at::kNumber);
-  if (!IsKnownType(type)) Damaged(fmt::format("column {} is of the unknown type {}", column.number, type));
+  if (!IsColumnType(type)) Damaged(fmt::format("column {} is of the unknown type {}", column.number, type));
   column.type = static_cast<ColumnType>(type);
   column.variable_index = ReadLittle<std::uint16_t>(bytes, at::kVariableIndex);
   column.display_position = ReadLittle<std::uint16_t>(bytes, at::kPosition);
@@ -202,6 +200,18 @@ void ParseDefinition(ByteView bytes, TableDefinition& table) {
 }
 
 }  // namespace
+
+std::size_t Column::FixedSize() const {
+  if (type == ColumnType::YesNo) return 0;
+  const std::size_t size = InfoOf(type).size;
+  return size != 0 ? size : length;
+}
+
+std::int32_t Column::FieldSize() const {
+  if (type == ColumnType::YesNo) return 1;
+  if (IsLongValue()) return 0;
+  return IsText() ? length / 2 : length;
+}
 
 const Column* TableDefinition::FindColumn(std::uint16_t number) const {
   const auto found = std::ranges::find(columns, number, &Column::number);

@@ -11,32 +11,14 @@
 #include <string_view>
 #include <vector>
 
-#include "core/value.h"
+#include "core/field.h"
+#include "storage/jet/definition/column_type.h"
 #include "storage/jet/pages/jet_format.h"
 #include "storage/jet/pages/sort_order.h"
 
 namespace corvix::jet {
 
 class Pager;
-
-/// Column types as the file stores them (core::FieldType codes, decimal 16, opaque 17).
-enum class ColumnType : std::uint8_t {
-  YesNo = 1,
-  Byte = 2,
-  Integer = 3,
-  Long = 4,
-  Currency = 5,
-  Single = 6,
-  Double = 7,
-  Date = 8,
-  Binary = 9,
-  Text = 10,
-  Ole = 11,
-  Memo = 12,
-  Guid = 15,
-  Decimal = kTypeDecimal,
-  Opaque = kTypeOpaque,
-};
 
 struct Column {
   std::string name;
@@ -62,7 +44,13 @@ struct Column {
 
   bool IsFixed() const { return (flags & kFixed) != 0; }
   bool IsAutonumber() const { return (flags & (kAutonumber | kAutonumberGuid)) != 0; }
-  bool IsLongValue() const { return type == ColumnType::Memo || type == ColumnType::Ole; }
+  bool IsText() const { return InfoOf(type).text; }
+  bool IsLongValue() const { return InfoOf(type).long_value; }
+  /// Bytes that a value takes in the fixed part of a row. 0 for yes/no, whose values stand in the null mask.
+  std::size_t FixedSize() const;
+  core::FieldType FieldType() const { return InfoOf(type).field_type; }
+  /// As core::Field has it.
+  std::int32_t FieldSize() const;
 };
 
 struct IndexColumn {

@@ -76,57 +76,19 @@ struct ValueBytes {
   bool ascending;
   Writer writer{key, ascending};
 
-  void Expect(std::initializer_list<ColumnType> types) const {
-    if (std::ranges::find(types, column.type) == types.end()) ThrowNoKey(column);
-  }
-
   void operator()(core::Null) const {}
-  void operator()(bool value) {
-    Expect({ColumnType::YesNo});
-    writer.Put(value ? std::byte{0x00} : std::byte{0xFF});
-  }
-  void operator()(std::uint8_t value) {
-    Expect({ColumnType::Byte});
-    writer.Put(std::byte{value});
-  }
-  void operator()(std::int16_t value) {
-    Expect({ColumnType::Integer});
-    writer.PutSigned(value);
-  }
-  void operator()(std::int32_t value) {
-    Expect({ColumnType::Long});
-    writer.PutSigned(value);
-  }
-  void operator()(core::Currency value) {
-    Expect({ColumnType::Currency});
-    writer.PutSigned(value.scaled);
-  }
-  void operator()(float value) {
-    Expect({ColumnType::Single});
-    writer.PutFloating(value);
-  }
-  void operator()(double value) {
-    Expect({ColumnType::Double});
-    writer.PutFloating(value);
-  }
-  void operator()(core::Date value) {
-    Expect({ColumnType::Date});
-    writer.PutFloating(value.serial);
-  }
-  void operator()(const std::string& value) const {
-    Expect({ColumnType::Text, ColumnType::Memo});
-    AppendTextKey(key, value, ascending);
-  }
-  void operator()(const core::Bytes& value) {
-    Expect({ColumnType::Binary});
-    writer.PutGroups(value);
-  }
-  void operator()(const core::Guid& value) {
-    Expect({ColumnType::Guid});
-    writer.PutGroups(std::as_bytes(std::span(value.bytes)));
-  }
+  void operator()(bool value) { writer.Put(value ? std::byte{0x00} : std::byte{0xFF}); }
+  void operator()(std::uint8_t value) { writer.Put(std::byte{value}); }
+  void operator()(std::int16_t value) { writer.PutSigned(value); }
+  void operator()(std::int32_t value) { writer.PutSigned(value); }
+  void operator()(core::Currency value) { writer.PutSigned(value.scaled); }
+  void operator()(float value) { writer.PutFloating(value); }
+  void operator()(double value) { writer.PutFloating(value); }
+  void operator()(core::Date value) { writer.PutFloating(value.serial); }
+  void operator()(const std::string& value) const { AppendTextKey(key, value, ascending); }
+  void operator()(const core::Bytes& value) { writer.PutGroups(value); }
+  void operator()(const core::Guid& value) { writer.PutGroups(std::as_bytes(std::span(value.bytes))); }
   void operator()(const core::Decimal& value) const {
-    Expect({ColumnType::Decimal});
     if (value.scale != column.scale) ThrowNoKey(column);
     Writer magnitude(key, value.negative != ascending);
     magnitude.PutPlain(value.negative ? std::byte{0x00} : std::byte{0xFF});
@@ -142,28 +104,16 @@ void AppendKey(Key& key, const Column& column, bool ascending, const core::Value
     key.push_back(ascending ? kNullAscending : kNullDescending);
     return;
   }
+  if (!IsValueOf(column.type, value)) ThrowNoKey(column);
   key.push_back(ascending ? kValueAscending : kValueDescending);
   std::visit(ValueBytes{key, column, ascending}, value);
 }
 
 bool CanBuildKeys(const Column& column) {
-  switch (column.type) {
-    case ColumnType::Ole:
-    case ColumnType::Opaque:
-      return false;
-    case ColumnType::Text:
-    case ColumnType::Memo:
-      return column.sort_order.IsGeneral();
-    default:
-      return true;
-  }
+  return InfoOf(column.type).indexable && (!column.IsText() || column.sort_order.IsGeneral());
 }
 
-void AppendRow(Key& entry, RowRef row) {
-  for (const unsigned shift : {16u, 8u, 0u})
-    entry.push_back(static_cast<std::byte>(row.page >> shift & 0xFF));
-  entry.push_back(std::byte{row.row});
-}
+void AppendRow(Key& entry, RowRef row) { storage::AppendBig(entry, row.page << 8 | row.row); }
 
 RowRef RowOfEntry(ByteView entry) {
   return RowRef{storage::ReadBig<std::uint32_t>(entry, entry.size() - 4) >> 8,

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "common/error.h"
 
@@ -11,8 +12,61 @@ namespace corvix::jet {
 
 using storage::ByteView;
 
+namespace {
+
+/// Rows of one key mostly arrive in ascending order. When the new entry of a leaf is the last of several with
+/// its key, its successor's number: dividing there leaves the run's page full. Else 0.
+std::size_t EndOfRun(const EntryList& all) {
+  const auto key = [&](std::size_t i) { return all[i].first(all[i].size() - kEntryRowLength); };
+  const std::size_t extra = all.extra();
+  if (extra == 0 || extra + 1 == all.size()) return 0;
+  const bool continues = std::ranges::equal(key(extra - 1), key(extra));
+  return continues && !std::ranges::equal(key(extra), key(extra + 1)) ? extra + 1 : 0;
+}
+
+/// Where to divide the entries so that both parts fit into pages and take about the same room; `left_out`
+/// entries from there on go to neither part.
+std::size_t SplitPoint(const EntryList& all, std::size_t left_out, const Place& place) {
+  const std::size_t count = all.size();
+  const std::size_t total = all.Length(0, count);
+  const std::size_t behind_run = left_out == 0 ? EndOfRun(all) : 0;
+  std::size_t best = 0;
+  std::size_t best_difference = std::numeric_limits<std::size_t>::max();
+  std::size_t lower_length = 0;
+  for (std::size_t middle = 1; middle + left_out < count; ++middle) {
+    lower_length += all[middle - 1].size();
+    const std::size_t upper_length = total - lower_length - (left_out > 0 ? all[middle].size() : 0);
+    const std::size_t lower = all.PackedLength(0, middle, lower_length);
+    const std::size_t upper = all.PackedLength(middle + left_out, count, upper_length);
+    if (std::max(lower, upper) > index_page::kCapacity) continue;
+    if (middle == behind_run && lower > upper) return middle;
+    const std::size_t difference = lower > upper ? lower - upper : upper - lower;
+    if (difference < best_difference) {
+      best = middle;
+      best_difference = difference;
+    }
+  }
+  if (best == 0) ThrowDamaged(place, "The index page holds entries too long to be divided");
+  return best;
+}
+
+/// The entry of a node that names a child and its last entry.
+Key SeparatorOf(ByteView entry, PageNumber child) {
+  Key separator(entry.begin(), entry.end());
+  storage::AppendBig(separator, child);
+  return separator;
+}
+
+}  // namespace
+
 IndexTree::IndexTree(Pager& pager, PageNumber root, PageNumber table, IndexPages* pages)
     : pager_(pager), root_(root), table_(table), pages_(pages) {}
+
+IndexTree::Change::Change(ByteView key, RowRef row) {
+  entry.reserve(key.size() + kEntryRowLength);
+  entry.assign(key.begin(), key.end());
+  AppendRow(entry, row);
+}
 
 bool IndexTree::Insert(ByteView key, RowRef row) {
   if (key.size() > kMaxKey) {
@@ -20,19 +74,19 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
                                                      " bytes is longer than an index can hold (" +
                                                      std::to_string(kMaxKey) + "); shorten the text");
   }
-  entry_.assign(key.begin(), key.end());
-  AppendRow(entry_, row);
-  if (InsertAtFinger() || AppendToLastLeaf()) return true;
+  Change change(key, row);
+  if (InsertAtFinger(change) || AppendToLastLeaf(change)) return true;
 
-  Descend(entry_);
-  const Step step = path_[depth_];
+  Descend(change);
+  const Step step = change.path[change.depth];
   const Loaded loaded = Read(step.page);
-  if (!loaded.page.IsEnd(step.entry) && loaded.page.Compare(step.entry, entry_) == 0) return false;
+  if (!loaded.page.IsEnd(step.entry) && loaded.page.Compare(step.entry, change.entry) == 0) return false;
   const PageEdit edit = pager_.Edit(step.page);
   IndexPageEdit leaf(edit);
   ++version_;
-  if (!leaf.Insert(step.entry, entry_, list_)) {
-    SplitLeaf();
+  EntryList all;
+  if (!leaf.Insert(step.entry, change.entry, all)) {
+    SplitLeaf(change, all);
   } else if (leaf.next() == 0) {
     RememberLastLeaf(step.page);
   }
@@ -41,32 +95,34 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
 
 /// An entry between two entries of a leaf belongs into that leaf; so one whose key was just sought needs no
 /// second descent.
-bool IndexTree::InsertAtFinger() {
+bool IndexTree::InsertAtFinger(const Change& change) {
   if (finger_ == 0 || finger_version_ != version()) return false;
   EntrySpan place;
   {
     const Loaded loaded = Read(finger_);
     const IndexPage& page = loaded.page;
-    place = page.LowerBound(entry_);
-    if (page.IsEnd(place) || place == page.First() || page.Compare(place, entry_) == 0) return false;
+    place = page.LowerBound(change.entry);
+    if (page.IsEnd(place) || place == page.First() || page.Compare(place, change.entry) == 0) return false;
   }
   const PageEdit edit = pager_.Edit(finger_);
-  if (!IndexPageEdit(edit).Insert(place, entry_, list_)) return false;
+  EntryList all;
+  if (!IndexPageEdit(edit).Insert(place, change.entry, all)) return false;
   ++version_;
   return true;
 }
 
 /// Entries that arrive in ascending order need no descent.
-bool IndexTree::AppendToLastLeaf() {
+bool IndexTree::AppendToLastLeaf(const Change& change) {
   if (last_leaf_ == 0 || last_leaf_undo_ != pager_.undo_count()) return false;
   {
     const Loaded loaded = Read(last_leaf_);
     const IndexPage& page = loaded.page;
-    if (page.IsEmpty() || page.next() != 0 || page.Compare(page.Last(), entry_) >= 0) return false;
+    if (page.IsEmpty() || page.next() != 0 || page.Compare(page.Last(), change.entry) >= 0) return false;
   }
   const PageEdit edit = pager_.Edit(last_leaf_);
   IndexPageEdit leaf(edit);
-  if (!leaf.Insert(leaf.End(), entry_, list_)) return false;
+  EntryList all;
+  if (!leaf.Insert(leaf.End(), change.entry, all)) return false;
   ++version_;
   return true;
 }
@@ -77,34 +133,33 @@ void IndexTree::RememberLastLeaf(PageNumber page) {
 }
 
 bool IndexTree::Erase(ByteView key, RowRef row) {
-  entry_.assign(key.begin(), key.end());
-  AppendRow(entry_, row);
-  Descend(entry_);
-  const Step step = path_[depth_];
+  Change change(key, row);
+  Descend(change);
+  const Step step = change.path[change.depth];
   const Loaded loaded = Read(step.page);
-  if (loaded.page.IsEnd(step.entry) || loaded.page.Compare(step.entry, entry_) != 0) return false;
+  if (loaded.page.IsEnd(step.entry) || loaded.page.Compare(step.entry, change.entry) != 0) return false;
   const PageEdit edit = pager_.Edit(step.page);
   IndexPageEdit leaf(edit);
   ++version_;
   const bool was_last = step.entry.end == leaf.used();
   leaf.Erase(step.entry);
   if (leaf.IsEmpty()) {
-    if (depth_ > 0) RemovePage(depth_);
+    if (change.depth > 0) RemovePage(change, change.depth);
   } else if (was_last) {
-    leaf.Get(leaf.Last(), entry_);
-    SetBound(depth_);
+    leaf.Get(leaf.Last(), change.entry);
+    SetBound(change, change.depth);
   }
   return true;
 }
 
-/// Fills path_ from the root to the leaf of `target` and its place there.
-void IndexTree::Descend(ByteView target) {
+/// Fills the path from the root to the leaf of the entry and its place there.
+void IndexTree::Descend(Change& change) {
   PageNumber page = root_;
-  for (depth_ = 0; depth_ < kMaxDepth; ++depth_) {
+  for (change.depth = 0; change.depth < kMaxDepth; ++change.depth) {
     Loaded loaded = Read(page);
     if (CompleteNode(loaded.page)) loaded = Read(page);
-    const EntrySpan entry = loaded.page.LowerBound(target);
-    path_[depth_] = {page, entry};
+    const EntrySpan entry = loaded.page.LowerBound(change.entry);
+    change.path[change.depth] = {page, entry};
     if (loaded.page.IsLeaf()) return;
     page = ChildAt(loaded.page, entry);
   }
@@ -132,78 +187,78 @@ PageEdit IndexTree::NewPage(PageType type) {
   return page;
 }
 
-/// Divides the leaf at the end of path_, which cannot take entry_; list_ holds the entries of both.
-void IndexTree::SplitLeaf() {
-  if (depth_ == 0) PushDownRoot();
-  const PageEdit old_page = pager_.Edit(path_[depth_].page);
+/// Divides the leaf at the end of the path, which cannot take the entry; `all` are its entries and the new
+/// one.
+void IndexTree::SplitLeaf(Change& change, const EntryList& all) {
+  if (change.depth == 0) PushDownRoot(change);
+  const PageEdit old_page = pager_.Edit(change.path[change.depth].page);
   const PageEdit fresh_page = NewPage(PageType::IndexLeaf);
   IndexPageEdit old(old_page);
   IndexPageEdit fresh(fresh_page);
-  const std::size_t count = list_.size();
-  const Step& parent = path_[depth_ - 1];
+  const std::size_t count = all.size();
+  const Step& parent = change.path[change.depth - 1];
   const bool is_tail = Read(parent.page).page.IsEnd(parent.entry);
   last_leaf_ = 0;
 
-  if (list_.extra() == count - 1 && old.next() == 0 && is_tail) {  // keeps T6
-    fresh.SetEntries(list_, count - 1, count);
+  if (all.extra() == count - 1 && old.next() == 0 && is_tail) {  // keeps T6
+    fresh.SetEntries(all, count - 1, count);
     fresh.SetPrevious(old_page.number());
     old.SetNext(fresh_page.number());
-    SetSeparator(list_[count - 2], old_page.number());
     RememberLastLeaf(fresh_page.number());
-    AddToParent(depth_, fresh_page.number());
+    AddToParent(change, change.depth, SeparatorOf(all[count - 2], old_page.number()), fresh_page.number());
     return;
   }
-  const bool first_of_all = list_.extra() == 0 && old.previous() == 0;
-  const std::size_t middle = first_of_all ? 1 : SplitPoint(0, old.place());
-  fresh.SetEntries(list_, 0, middle);
-  old.SetEntries(list_, middle, count);
+  const bool first_of_all = all.extra() == 0 && old.previous() == 0;
+  const std::size_t middle = first_of_all ? 1 : SplitPoint(all, 0, old.place());
+  fresh.SetEntries(all, 0, middle);
+  old.SetEntries(all, middle, count);
   LinkLeftOf(fresh_page, old_page);
-  SetSeparator(list_[middle - 1], fresh_page.number());
-  AddToParent(depth_, 0);
+  AddToParent(change, change.depth, SeparatorOf(all[middle - 1], fresh_page.number()), 0);
 }
 
-/// Inserts separator_ into the node above `depth`, before the child that the path went to. With `new_tail`
+/// Inserts a separator into the node above `depth`, before the child that the path went to. With `new_tail`
 /// that child was the tail, and the new one follows it.
-void IndexTree::AddToParent(std::size_t depth, PageNumber new_tail) {
+void IndexTree::AddToParent(Change& change, std::size_t depth, Key separator, PageNumber new_tail) {
+  EntryList all;
   for (;; --depth) {
-    const Step& step = path_[depth - 1];
+    const Step& step = change.path[depth - 1];
     const PageEdit page = pager_.Edit(step.page);
     IndexPageEdit node(page);
     if (new_tail != 0) node.SetTail(new_tail);
     new_tail = 0;
-    if (node.Insert(step.entry, separator_, list_)) return;
+    if (node.Insert(step.entry, separator, all)) return;
     if (depth == 1) {
-      PushDownRoot();
+      PushDownRoot(change);
       depth = 2;
     }
-    SplitNode(depth - 1);
+    separator = SplitNode(change, depth - 1, all);
   }
 }
 
-/// Divides a node of the path; list_ holds its entries and the new one. The lower half moves to a new page,
-/// the entry in the middle to separator_, its child becoming the tail of the lower half.
-void IndexTree::SplitNode(std::size_t depth) {
-  const PageEdit old_page = pager_.Edit(path_[depth].page);
+/// Divides a node of the path; `all` are its entries and the new one. The lower half moves to a new page, its
+/// tail being the child of the entry in the middle, which is the result: the separator of both.
+Key IndexTree::SplitNode(const Change& change, std::size_t depth, const EntryList& all) {
+  const PageEdit old_page = pager_.Edit(change.path[depth].page);
   const PageEdit fresh_page = NewPage(PageType::IndexNode);
   IndexPageEdit old(old_page);
   IndexPageEdit fresh(fresh_page);
-  const std::size_t count = list_.size();
+  const std::size_t count = all.size();
   std::size_t middle = 0;
-  if (count >= 3 && list_.extra() == count - 1 && old.next() == 0) {  // keeps T6
+  if (count >= 3 && all.extra() == count - 1 && old.next() == 0) {  // keeps T6
     middle = count - 2;
-  } else if (count >= 3 && list_.extra() == 0 && old.previous() == 0) {
+  } else if (count >= 3 && all.extra() == 0 && old.previous() == 0) {
     middle = 1;
   } else {
-    middle = SplitPoint(1, old.place());
+    middle = SplitPoint(all, 1, old.place());
   }
-  const ByteView up = list_[middle];
+  const ByteView up = all[middle];
   const std::size_t length = up.size() - kEntryChildLength;
-  fresh.SetEntries(list_, 0, middle);
+  fresh.SetEntries(all, 0, middle);
   fresh.SetTail(storage::ReadBig<std::uint32_t>(up, length));
-  old.SetEntries(list_, middle + 1, count);
+  old.SetEntries(all, middle + 1, count);
   LinkLeftOf(fresh_page, old_page);
-  SetSeparator(up.first(length), fresh_page.number());
   PartChildren(fresh.tail(), ChildAt(old, old.First()));
+  return SeparatorOf(up.first(length), fresh_page.number());
 }
 
 /// Nodes that come under different parents are neighbours no more; keeps T4.
@@ -215,61 +270,18 @@ void IndexTree::PartChildren(PageNumber left, PageNumber right) {
   IndexPageEdit(right_page).SetPrevious(0);
 }
 
-/// Where to divide list_ so that both parts fit into pages and take about the same room; `left_out` entries
-/// from there on go to neither part.
-std::size_t IndexTree::SplitPoint(std::size_t left_out, const Place& place) const {
-  const std::size_t count = list_.size();
-  const std::size_t total = list_.Length(0, count);
-  const std::size_t behind_run = left_out == 0 ? EndOfRun() : 0;
-  std::size_t best = 0;
-  std::size_t best_difference = std::numeric_limits<std::size_t>::max();
-  std::size_t lower_length = 0;
-  for (std::size_t middle = 1; middle + left_out < count; ++middle) {
-    lower_length += list_[middle - 1].size();
-    const std::size_t upper_length = total - lower_length - (left_out > 0 ? list_[middle].size() : 0);
-    const std::size_t lower = list_.PackedLength(0, middle, lower_length);
-    const std::size_t upper = list_.PackedLength(middle + left_out, count, upper_length);
-    if (std::max(lower, upper) > index_page::kCapacity) continue;
-    if (middle == behind_run && lower > upper) return middle;
-    const std::size_t difference = lower > upper ? lower - upper : upper - lower;
-    if (difference < best_difference) {
-      best = middle;
-      best_difference = difference;
-    }
-  }
-  if (best == 0) ThrowDamaged(place, "The index page holds entries too long to be divided");
-  return best;
-}
-
-/// Rows of one key mostly arrive in ascending order. When the new entry of list_ is the last of several with
-/// its key, its successor's number: dividing there leaves the run's page full. Else 0.
-std::size_t IndexTree::EndOfRun() const {
-  const auto key = [&](std::size_t i) { return list_[i].first(list_[i].size() - kEntryRowLength); };
-  const std::size_t extra = list_.extra();
-  if (extra == 0 || extra + 1 == list_.size()) return 0;
-  const bool continues = std::ranges::equal(key(extra - 1), key(extra));
-  return continues && !std::ranges::equal(key(extra), key(extra + 1)) ? extra + 1 : 0;
-}
-
-void IndexTree::SetSeparator(ByteView entry, PageNumber child) {
-  separator_.assign(entry.begin(), entry.end());
-  for (const unsigned shift : {24u, 16u, 8u, 0u}) {
-    separator_.push_back(static_cast<std::byte>(child >> shift & 0xFF));
-  }
-}
-
 /// The root's content moves to a new page, of which the root becomes the parent.
-void IndexTree::PushDownRoot() {
+void IndexTree::PushDownRoot(Change& change) {
   const PageEdit root = pager_.Edit(root_);
   const PageEdit copy = NewPage(PageType::IndexNode);
   std::ranges::copy(root.bytes(), copy.bytes().begin());
   IndexPageEdit::Format(root.bytes(), PageType::IndexNode, table_);
   IndexPageEdit(root).SetTail(copy.number());
-  std::copy_backward(path_.begin(), path_.begin() + static_cast<std::ptrdiff_t>(depth_ + 1),
-                     path_.begin() + static_cast<std::ptrdiff_t>(depth_ + 2));
-  path_[0] = {root_, {}};
-  path_[1].page = copy.number();
-  ++depth_;
+  std::copy_backward(change.path.begin(), change.path.begin() + static_cast<std::ptrdiff_t>(change.depth + 1),
+                     change.path.begin() + static_cast<std::ptrdiff_t>(change.depth + 2));
+  change.path[0] = {root_, {}};
+  change.path[1].page = copy.number();
+  ++change.depth;
   last_leaf_ = 0;
 }
 
@@ -311,28 +323,28 @@ void IndexTree::Unlink(PageNumber page) {
     IndexPageEdit(*neighbour).SetPrevious(left);
 }
 
-/// entry_ is the last entry below the page at `depth` of the path now; keeps T2.
-void IndexTree::SetBound(std::size_t depth) {
+/// The entry of the change is the last one below the page at `depth` of the path now; keeps T2.
+void IndexTree::SetBound(Change& change, std::size_t depth) {
   while (depth-- > 0) {
-    Step& step = path_[depth];
+    Step& step = change.path[depth];
     const PageEdit page = pager_.Edit(step.page);
     IndexPageEdit node(page);
     if (node.IsEnd(step.entry)) continue;
-    SetSeparator(entry_, node.Child(step.entry));
+    Key separator = SeparatorOf(change.entry, node.Child(step.entry));
     node.Erase(step.entry);
-    step.entry = node.LowerBound(entry_);
-    AddToParent(depth + 1, 0);
+    step.entry = node.LowerBound(change.entry);
+    AddToParent(change, depth + 1, std::move(separator), 0);
     return;
   }
 }
 
 /// Takes an empty leaf of the path out of the tree, and nodes that are left without a child with it.
-void IndexTree::RemovePage(std::size_t depth) {
+void IndexTree::RemovePage(Change& change, std::size_t depth) {
   last_leaf_ = 0;
   while (depth > 0) {
-    Unlink(path_[depth].page);
-    pages_->Release(path_[depth].page);
-    const Step& step = path_[--depth];
+    Unlink(change.path[depth].page);
+    pages_->Release(change.path[depth].page);
+    const Step& step = change.path[--depth];
     const PageEdit page = pager_.Edit(step.page);
     IndexPageEdit node(page);
     if (!node.IsEnd(step.entry)) {
@@ -340,9 +352,9 @@ void IndexTree::RemovePage(std::size_t depth) {
     } else if (!node.IsEmpty()) {  // the tail child is gone, the last listed one takes its place
       const EntrySpan last = node.Last();
       node.SetTail(node.Child(last));
-      node.Get(last, entry_);
+      node.Get(last, change.entry);
       node.Erase(last);
-      SetBound(depth);
+      SetBound(change, depth);
     } else if (depth > 0) {
       continue;
     } else {

@@ -100,6 +100,14 @@ class IndexTree {
     PageView view;
     IndexPage page;
   };
+  /// A change in hand: the entry that comes or goes, and the way to its leaf.
+  struct Change {
+    Change(storage::ByteView key, RowRef row);
+
+    Key entry;
+    std::array<Step, kMaxDepth + 1> path;  // from the root to a leaf
+    std::size_t depth = 0;                 // of the leaf in path
+  };
 
   Loaded Read(PageNumber page) const;
   PageNumber ChildAt(const IndexPage& node, EntrySpan entry) const;
@@ -107,24 +115,21 @@ class IndexTree {
   Loaded EndLeaf(bool first) const;
   [[noreturn]] void ThrowTooDeep(PageNumber page) const;
 
-  void Descend(storage::ByteView target);
+  void Descend(Change& change);
   bool CompleteNode(const IndexPage& page);
-  bool InsertAtFinger();
-  bool AppendToLastLeaf();
+  bool InsertAtFinger(const Change& change);
+  bool AppendToLastLeaf(const Change& change);
   void RememberLastLeaf(PageNumber page);
   PageEdit NewPage(PageType type);
-  void SplitLeaf();
-  void SplitNode(std::size_t depth);
+  void SplitLeaf(Change& change, const EntryList& all);
+  Key SplitNode(const Change& change, std::size_t depth, const EntryList& all);
   void PartChildren(PageNumber left, PageNumber right);
-  void AddToParent(std::size_t depth, PageNumber new_tail);
-  void PushDownRoot();
-  std::size_t SplitPoint(std::size_t left_out, const Place& place) const;
-  std::size_t EndOfRun() const;
-  void SetSeparator(storage::ByteView entry, PageNumber child);
+  void AddToParent(Change& change, std::size_t depth, Key separator, PageNumber new_tail);
+  void PushDownRoot(Change& change);
   void LinkLeftOf(const PageEdit& fresh, const PageEdit& old);
   std::optional<PageEdit> EditNeighbour(PageNumber page, bool leaf, bool left, PageNumber of);
-  void SetBound(std::size_t depth);
-  void RemovePage(std::size_t depth);
+  void SetBound(Change& change, std::size_t depth);
+  void RemovePage(Change& change, std::size_t depth);
   void Unlink(PageNumber page);
   void CollapseRoot();
 
@@ -138,13 +143,6 @@ class IndexTree {
   std::uint64_t finger_version_ = 0;  // and version() then
   PageNumber last_leaf_ = 0;          // the rightmost leaf, where known,
   std::uint64_t last_leaf_undo_ = 0;  // and the pager's undo count when it was
-
-  // The change in hand.
-  std::array<Step, kMaxDepth + 1> path_;  // from the root to a leaf
-  std::size_t depth_ = 0;                 // of the leaf in path_
-  Key entry_;
-  Key separator_;  // node entry on its way up
-  EntryList list_;
 };
 
 }  // namespace corvix::jet

@@ -175,10 +175,6 @@ inline constexpr std::size_t kEntries = 480;
 inline constexpr std::size_t kCapacity = kPageSize - kEntries;  // 3616
 }  // namespace index_page
 
-// Column type codes that differ from, or are missing in, core::FieldType.
-inline constexpr std::uint8_t kTypeDecimal = 16;
-inline constexpr std::uint8_t kTypeOpaque = 17;
-
 // The one sort order that keys can be computed for: General, version 0.
 inline constexpr std::uint16_t kGeneralSortOrder = 1033;
 

@@ -10,9 +10,11 @@
 
 namespace corvix::jet {
 
+using storage::AssignBit;
 using storage::ByteSpan;
 using storage::ByteView;
 using storage::ReadLittle;
+using storage::TestBit;
 using storage::WriteLittle;
 
 namespace {
@@ -26,16 +28,6 @@ constexpr std::size_t kBitmapOffset = 4;  // on bitmap pages
 constexpr std::size_t kWidenStep = 4;
 // Wider inline maps occur nowhere; a reference map takes over.
 constexpr std::size_t kWidestInline = kInlineBitmap + 992 / 8;
-
-bool TestBit(ByteView bits, std::size_t bit) {
-  return (std::to_integer<unsigned>(bits[bit / 8]) >> (bit % 8) & 1) != 0;
-}
-
-void AssignBit(ByteSpan bits, std::size_t bit, bool value) {
-  const auto mask = std::byte{1} << (bit % 8);
-  std::byte& byte = bits[bit / 8];
-  byte = value ? byte | mask : byte & ~mask;
-}
 
 /// Lowest set bit of [from, end); the bitmap is read in words of 64 bits.
 std::optional<std::size_t> FirstSet(ByteView bits, std::size_t from, std::size_t end) {

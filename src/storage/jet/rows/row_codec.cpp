@@ -11,6 +11,7 @@
 namespace corvix::jet {
 
 using common::Error;
+using storage::AppendLittle;
 using storage::ByteView;
 using storage::ReadLittle;
 using storage::WriteLittle;
@@ -46,19 +47,9 @@ core::Decimal DecodeDecimal(const Column& column, ByteView stored) {
   return value;
 }
 
-template <typename T>
-void AppendLittle(std::vector<std::byte>& stored, T value) {
-  stored.resize(stored.size() + sizeof(T));
-  WriteLittle<T>(stored, stored.size() - sizeof(T), value);
-}
-
-template <typename T>
-const T& As(const Column& column, const core::Value& value) {
-  const T* held = std::get_if<T>(&value);
-  if (held == nullptr) {
-    throw Error(common::kConversion, fmt::format("The value is not of the type of column {}", column.name));
-  }
-  return *held;
+void RequireType(const Column& column, const core::Value& value) {
+  if (IsValueOf(column.type, value)) return;
+  throw Error(common::kConversion, fmt::format("The value is not of the type of column {}", column.name));
 }
 
 void CheckLength(const Column& column, std::size_t length, std::size_t limit, std::string_view unit) {
@@ -97,35 +88,40 @@ void EncodeDecimal(const Column& column, const core::Decimal& value, std::vector
   for (const std::uint32_t word : value.magnitude) AppendLittle(stored, word);
 }
 
-}  // namespace
+/// Appends the stored bytes of a value that is of the column's type.
+struct ValueEncoder {
+  const Column& column;
+  std::vector<std::byte>& stored;
 
-std::size_t TypeSize(ColumnType type) {
-  switch (type) {
-    case ColumnType::Byte:
-      return 1;
-    case ColumnType::Integer:
-      return 2;
-    case ColumnType::Long:
-    case ColumnType::Single:
-      return 4;
-    case ColumnType::Currency:
-    case ColumnType::Double:
-    case ColumnType::Date:
-      return 8;
-    case ColumnType::Guid:
-      return 16;
-    case ColumnType::Decimal:
-      return 17;
-    default:
-      return 0;
+  void operator()(core::Null) const { Refuse(); }
+  void operator()(bool) const { Refuse(); }  // stands in the null mask
+  void operator()(std::uint8_t value) const { AppendLittle(stored, value); }
+  void operator()(std::int16_t value) const { AppendLittle(stored, std::bit_cast<std::uint16_t>(value)); }
+  void operator()(std::int32_t value) const { AppendLittle(stored, std::bit_cast<std::uint32_t>(value)); }
+  void operator()(core::Currency value) const {
+    AppendLittle(stored, std::bit_cast<std::uint64_t>(value.scaled));
   }
-}
+  void operator()(float value) const { AppendLittle(stored, std::bit_cast<std::uint32_t>(value)); }
+  void operator()(double value) const { AppendLittle(stored, std::bit_cast<std::uint64_t>(value)); }
+  void operator()(core::Date value) const { (*this)(value.serial); }
+  void operator()(const std::string& text) const {
+    if (column.IsLongValue()) return EncodeText(text, column.compressed, stored);
+    EncodeColumnText(column, text, stored);
+  }
+  void operator()(const core::Bytes& bytes) const {
+    if (!column.IsLongValue()) return EncodeColumnBytes(column, bytes, stored);
+    stored.insert(stored.end(), bytes.begin(), bytes.end());
+  }
+  void operator()(const core::Guid& guid) const { EncodeGuid(guid, stored); }
+  void operator()(const core::Decimal& value) const { EncodeDecimal(column, value, stored); }
 
-std::size_t FixedSize(const Column& column) {
-  if (column.type == ColumnType::YesNo) return 0;
-  const std::size_t size = TypeSize(column.type);
-  return size != 0 ? size : column.length;
-}
+  [[noreturn]] void Refuse() const {
+    throw Error(common::kUnsupported, fmt::format("Column {} has a type ({}) that cannot be written",
+                                                  column.name, static_cast<int>(column.type)));
+  }
+};
+
+}  // namespace
 
 // --- reading --------------------------------------------------------------------------------------------
 
@@ -149,7 +145,7 @@ RowView::RowView(ByteView row, const TableDefinition& table, const Place& place)
 }
 
 bool RowView::MaskBit(std::uint16_t number) const {
-  return number < columns_ && (std::to_integer<unsigned>(row_[mask_ + number / 8]) >> (number % 8) & 1) != 0;
+  return number < columns_ && storage::TestBit(row_.subspan(mask_), number);
 }
 
 bool RowView::IsNull(const Column& column) const {
@@ -164,7 +160,7 @@ ByteView RowView::Bytes(const Column& column) const {
 
 ByteView RowView::FixedBytes(const Column& column) const {
   const std::size_t begin = kCountSize + column.fixed_offset;
-  const std::size_t size = FixedSize(column);
+  const std::size_t size = column.FixedSize();
   if (begin + size > data_end_) {
     ThrowDamaged(place_, fmt::format("Column {} would end at byte {} of the row, which has room up to {}",
                                      column.name, begin + size, data_end_));
@@ -198,9 +194,10 @@ core::Value RowView::Value(const Column& column) const {
 }
 
 core::Value DecodeValue(const Column& column, ByteView stored, const Place& place) {
-  if (stored.size() < TypeSize(column.type)) {
-    ThrowDamaged(place, fmt::format("Column {} has {} bytes; {} are needed", column.name, stored.size(),
-                                    TypeSize(column.type)));
+  const std::size_t size = InfoOf(column.type).size;
+  if (stored.size() < size) {
+    ThrowDamaged(place,
+                 fmt::format("Column {} has {} bytes; {} are needed", column.name, stored.size(), size));
   }
   switch (column.type) {
     case ColumnType::Byte:
@@ -241,49 +238,15 @@ core::Value DecodeValue(const Column& column, ByteView stored, const Place& plac
 // --- writing --------------------------------------------------------------------------------------------
 
 void EncodeValue(const Column& column, const core::Value& value, std::vector<std::byte>& stored) {
-  switch (column.type) {
-    case ColumnType::Byte:
-      return AppendLittle(stored, As<std::uint8_t>(column, value));
-    case ColumnType::Integer:
-      return AppendLittle(stored, std::bit_cast<std::uint16_t>(As<std::int16_t>(column, value)));
-    case ColumnType::Long:
-      return AppendLittle(stored, std::bit_cast<std::uint32_t>(As<std::int32_t>(column, value)));
-    case ColumnType::Currency:
-      return AppendLittle(stored, std::bit_cast<std::uint64_t>(As<core::Currency>(column, value).scaled));
-    case ColumnType::Single:
-      return AppendLittle(stored, std::bit_cast<std::uint32_t>(As<float>(column, value)));
-    case ColumnType::Double:
-      return AppendLittle(stored, std::bit_cast<std::uint64_t>(As<double>(column, value)));
-    case ColumnType::Date:
-      return AppendLittle(stored, std::bit_cast<std::uint64_t>(As<core::Date>(column, value).serial));
-    case ColumnType::Text:
-      return EncodeColumnText(column, As<std::string>(column, value), stored);
-    case ColumnType::Memo:
-      return EncodeText(As<std::string>(column, value), column.compressed, stored);
-    case ColumnType::Guid:
-      return EncodeGuid(As<core::Guid>(column, value), stored);
-    case ColumnType::Decimal:
-      return EncodeDecimal(column, As<core::Decimal>(column, value), stored);
-    case ColumnType::Binary:
-    case ColumnType::Opaque:
-      return EncodeColumnBytes(column, As<core::Bytes>(column, value), stored);
-    case ColumnType::Ole: {
-      const auto& bytes = As<core::Bytes>(column, value);
-      stored.insert(stored.end(), bytes.begin(), bytes.end());
-      return;
-    }
-    case ColumnType::YesNo:
-      break;
-  }
-  throw Error(common::kUnsupported, fmt::format("Column {} has a type ({}) that cannot be written",
-                                                column.name, static_cast<int>(column.type)));
+  RequireType(column, value);
+  std::visit(ValueEncoder{column, stored}, value);
 }
 
 RowBuilder::RowBuilder(const TableDefinition& table)
     : table_(table), variable_(table.variable_columns), mask_(MaskLength(table.max_columns)) {
   std::size_t fixed_length = 0;
   for (const Column& column : table.columns) {
-    if (column.IsFixed()) fixed_length = std::max(fixed_length, column.fixed_offset + FixedSize(column));
+    if (column.IsFixed()) fixed_length = std::max(fixed_length, column.fixed_offset + column.FixedSize());
   }
   fixed_.resize(fixed_length);
 }
@@ -301,21 +264,20 @@ void RowBuilder::SetMaskBit(const Column& column, bool value) {
     ThrowDamaged({nullptr, table_.page, {}}, fmt::format("Column {} has number {}, but the table ends at {}",
                                                          column.name, column.number, table_.max_columns));
   }
-  const auto bit = std::byte{1} << (column.number % 8);
-  std::byte& byte = mask_[column.number / 8];
-  byte = value ? byte | bit : byte & ~bit;
+  storage::AssignBit(mask_, column.number, value);
 }
 
 void RowBuilder::SetBool(const Column& column, bool value) { SetMaskBit(column, value); }
 
 void RowBuilder::SetBool(const Column& column, const core::Value& value) {
-  SetMaskBit(column, !core::IsNull(value) && As<bool>(column, value));
+  if (!core::IsNull(value)) RequireType(column, value);
+  SetMaskBit(column, !core::IsNull(value) && std::get<bool>(value));
 }
 
 void RowBuilder::Set(const Column& column, ByteView stored) {
   SetMaskBit(column, true);
   if (column.IsFixed()) {
-    std::ranges::copy(stored.first(std::min(stored.size(), FixedSize(column))),
+    std::ranges::copy(stored.first(std::min(stored.size(), column.FixedSize())),
                       fixed_.begin() + column.fixed_offset);
     return;
   }

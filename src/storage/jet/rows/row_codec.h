@@ -28,11 +28,6 @@
 
 namespace corvix::jet {
 
-/// Bytes that a column takes in the fixed part. 0 for yes/no.
-std::size_t FixedSize(const Column& column);
-/// Bytes of a value of the type; 0 for types without a size of their own.
-std::size_t TypeSize(ColumnType type);
-
 /// The bytes of one row, for reading. Trusts nothing: each offset is checked when it is used, and damage is
 /// error 3049 naming the place. Valid as long as the bytes are.
 class RowView {

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "common/text.h"
+#include "storage/jet/definition/utf16_bytes.h"
 
 namespace corvix::jet {
 
@@ -47,65 +48,31 @@ std::size_t AsciiUnits(ByteView bytes) {
   return at / 2;
 }
 
-/// Puts UTF-16 units together to UTF-8; surrogates that find no partner stay as they are.
-class Utf8Appender {
- public:
-  explicit Utf8Appender(std::string& text) : text_(text) {}
-
-  void Put(char32_t unit) {
-    if (high_ != 0 && unit >= 0xDC00 && unit <= 0xDFFF) {
-      common::AppendUtf8(text_, 0x10000 + ((high_ - 0xD800) << 10) + (unit - 0xDC00));
-      high_ = 0;
-      return;
-    }
-    Flush();
-    if (unit >= 0xD800 && unit <= 0xDBFF) {
-      high_ = unit;
-    } else {
-      common::AppendUtf8(text_, unit);
-    }
-  }
-  void Flush() {
-    if (high_ != 0) common::AppendUtf8(text_, high_);
-    high_ = 0;
-  }
-
- private:
-  std::string& text_;
-  char32_t high_ = 0;  // a high surrogate that waits for its low one
-};
-
-char32_t UnitAt(ByteView bytes, std::size_t at) {
-  return std::to_integer<char32_t>(bytes[at]) | std::to_integer<char32_t>(bytes[at + 1]) << 8;
-}
-
 void DecodePlain(ByteView bytes, std::string& text) {
   const std::size_t ascii = AsciiUnits(bytes);
   text.resize(ascii);
   for (std::size_t i = 0; i < ascii; ++i) text[i] = static_cast<char>(bytes[2 * i]);
-  Utf8Appender out(text);
-  for (std::size_t at = 2 * ascii; at + 2 <= bytes.size(); at += 2) out.Put(UnitAt(bytes, at));
-  out.Flush();
+  if (2 * ascii < bytes.size()) text += TextOfUtf16(bytes.subspan(2 * ascii));
 }
 
 void DecodeCompressed(ByteView bytes, std::string& text) {
   const std::size_t ascii = AsciiBytes(bytes);
   text.assign(storage::AsText(bytes.first(ascii)));
-  Utf8Appender out(text);
+  std::u16string units;
   bool compressed = true;
   for (std::size_t at = ascii; at < bytes.size();) {
     if (bytes[at] == std::byte{0}) {
       compressed = !compressed;
       ++at;
     } else if (compressed) {
-      out.Put(std::to_integer<char32_t>(bytes[at++]));
+      units += std::to_integer<char16_t>(bytes[at++]);
     } else {
       if (at + 2 > bytes.size()) break;
-      out.Put(UnitAt(bytes, at));
+      units += static_cast<char16_t>(storage::ReadLittle<std::uint16_t>(bytes, at));
       at += 2;
     }
   }
-  out.Flush();
+  text += common::ToUtf8(units);
 }
 
 bool IsCompressible(std::u16string_view units) {
