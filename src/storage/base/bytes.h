@@ -34,12 +34,10 @@ inline ByteSpan Slice(ByteSpan bytes, std::size_t offset, std::size_t length) {
 
 template <std::unsigned_integral T>
 constexpr T SwapBytes(T value) {
-  T result = 0;
-  for (std::size_t i = 0; i < sizeof(T); ++i) {
-    result = static_cast<T>((result << (sizeof(T) > 1 ? 8 : 0)) | (value & 0xFF));
-    value = static_cast<T>(value >> (sizeof(T) > 1 ? 8 : 0));
-  }
-  return result;
+  if constexpr (sizeof(T) == 8) return __builtin_bswap64(value);
+  if constexpr (sizeof(T) == 4) return __builtin_bswap32(value);
+  if constexpr (sizeof(T) == 2) return __builtin_bswap16(value);
+  return value;
 }
 
 template <std::unsigned_integral T>

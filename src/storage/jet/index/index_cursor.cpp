@@ -62,7 +62,7 @@ std::optional<RowRef> IndexTree::Find(ByteView key) {
     row = finder_.row();
     break;
   }
-  finger_ = finder_.valid() ? finder_.leaf_ : 0;
+  finger_ = finder_.valid() ? Step{finder_.leaf_, finder_.span_} : Step{};
   finger_version_ = version();
   return row;
 }

@@ -119,6 +119,23 @@ void CloseGap(ByteSpan page, std::size_t begin, std::size_t end, std::size_t las
 /// The shortest suffix that an entry may have: it must not be empty, and a node's child must be whole in it.
 std::size_t MinSuffix(bool leaf) { return leaf ? 1 : 1 + kEntryChildLength; }
 
+/// The first 8 bytes of a string as a number, zeros behind a shorter one: strings whose numbers differ stand
+/// in the order of these.
+std::uint64_t HeadOf(ByteView bytes) {
+  std::uint64_t head = 0;
+  if (bytes.size() >= sizeof head) {
+    std::memcpy(&head, bytes.data(), sizeof head);
+  } else if (!bytes.empty()) {
+    std::memcpy(&head, bytes.data(), bytes.size());
+  }
+  if constexpr (std::endian::native == std::endian::little) head = storage::SwapBytes(head);
+  return head;
+}
+
+[[noreturn]] void ThrowTooShort(const Place& place, std::size_t length) {
+  ThrowDamaged(place, "An index entry of " + std::to_string(length) + " bytes is too short");
+}
+
 }  // namespace
 
 std::size_t CommonPrefix(ByteView a, ByteView b) {
@@ -171,7 +188,7 @@ EntrySpan IndexPage::Before(EntrySpan entry) const { return SpanAround(entry.beg
 ByteView IndexPage::StoredSuffix(EntrySpan entry) const {
   const std::size_t length = entry.end - entry.begin;
   if (length < MinSuffix(leaf_) || prefix_ + length <= kEntryRowLength + (leaf_ ? 0 : kEntryChildLength)) {
-    ThrowDamaged(place_, "An index entry of " + std::to_string(prefix_ + length) + " bytes is too short");
+    ThrowTooShort(place_, prefix_ + length);
   }
   return bytes_.subspan(index_page::kEntries + entry.begin, length);
 }
@@ -188,12 +205,15 @@ EntrySpan IndexPage::LowerBound(ByteView target) const {
   if (order > 0) return First();
   if (order < 0) return End();
   const ByteView rest = target.subspan(common.size());
+  const std::uint64_t head = HeadOf(rest);
   // Entries that begin before `low` are below the target, those from `high` on are not.
   std::size_t low = prefix_;
   std::size_t high = used_;
   while (low < high) {
     const EntrySpan middle = SpanAround(low + (high - low) / 2);
-    if (CompareBytes(Suffix(middle), rest) < 0) {
+    const ByteView suffix = Suffix(middle);
+    const std::uint64_t middle_head = HeadOf(suffix);
+    if (middle_head != head ? middle_head < head : CompareBytes(suffix, rest) < 0) {
       low = middle.end;
     } else {
       high = middle.begin;

@@ -50,6 +50,12 @@ std::size_t SplitPoint(const EntryList& all, std::size_t left_out, const Place& 
   return best;
 }
 
+/// True when an entry belongs between two entries of the page, before the one at `place`.
+bool IsPlaceOf(const IndexPage& page, EntrySpan place, ByteView entry) {
+  return !page.IsEnd(place) && place != page.First() && page.Compare(place, entry) > 0 &&
+         page.Compare(page.Before(place), entry) < 0;
+}
+
 /// The entry of a node that names a child and its last entry.
 Key SeparatorOf(ByteView entry, PageNumber child) {
   Key separator(entry.begin(), entry.end());
@@ -75,7 +81,7 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
                                                      std::to_string(kMaxKey) + "); shorten the text");
   }
   Change change(key, row);
-  if (InsertAtFinger(change) || AppendToLastLeaf(change)) return true;
+  if (AppendToLastLeaf(change) || InsertAtFinger(change)) return true;
 
   Descend(change);
   const Step step = change.path[change.depth];
@@ -93,24 +99,6 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
   return true;
 }
 
-/// An entry between two entries of a leaf belongs into that leaf; so one whose key was just sought needs no
-/// second descent.
-bool IndexTree::InsertAtFinger(const Change& change) {
-  if (finger_ == 0 || finger_version_ != version()) return false;
-  EntrySpan place;
-  {
-    const Loaded loaded = Read(finger_);
-    const IndexPage& page = loaded.page;
-    place = page.LowerBound(change.entry);
-    if (page.IsEnd(place) || place == page.First() || page.Compare(place, change.entry) == 0) return false;
-  }
-  const PageEdit edit = pager_.Edit(finger_);
-  EntryList all;
-  if (!IndexPageEdit(edit).Insert(place, change.entry, all)) return false;
-  ++version_;
-  return true;
-}
-
 /// Entries that arrive in ascending order need no descent.
 bool IndexTree::AppendToLastLeaf(const Change& change) {
   if (last_leaf_ == 0 || last_leaf_undo_ != pager_.undo_count()) return false;
@@ -123,6 +111,26 @@ bool IndexTree::AppendToLastLeaf(const Change& change) {
   IndexPageEdit leaf(edit);
   EntryList all;
   if (!leaf.Insert(leaf.End(), change.entry, all)) return false;
+  ++version_;
+  return true;
+}
+
+/// An entry between two entries of a leaf belongs into that leaf; so one whose key was just sought needs no
+/// second descent, and mostly no second search of the leaf: no other entry has its key.
+bool IndexTree::InsertAtFinger(const Change& change) {
+  if (finger_.page == 0 || finger_version_ != version()) return false;
+  EntrySpan place = finger_.entry;
+  {
+    const Loaded loaded = Read(finger_.page);
+    const IndexPage& page = loaded.page;
+    if (!IsPlaceOf(page, place, change.entry)) {
+      place = page.LowerBound(change.entry);
+      if (!IsPlaceOf(page, place, change.entry)) return false;
+    }
+  }
+  const PageEdit edit = pager_.Edit(finger_.page);
+  EntryList all;
+  if (!IndexPageEdit(edit).Insert(place, change.entry, all)) return false;
   ++version_;
   return true;
 }

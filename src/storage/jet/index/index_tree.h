@@ -117,8 +117,8 @@ class IndexTree {
 
   void Descend(Change& change);
   bool CompleteNode(const IndexPage& page);
-  bool InsertAtFinger(const Change& change);
   bool AppendToLastLeaf(const Change& change);
+  bool InsertAtFinger(const Change& change);
   void RememberLastLeaf(PageNumber page);
   PageEdit NewPage(PageType type);
   void SplitLeaf(Change& change, const EntryList& all);
@@ -139,7 +139,7 @@ class IndexTree {
   IndexPages* pages_;
   std::uint64_t version_ = 0;  // counts the changes
   Cursor finder_{*this};
-  PageNumber finger_ = 0;             // the leaf that Find ended in,
+  Step finger_;                       // the leaf that Find ended in, the place there,
   std::uint64_t finger_version_ = 0;  // and version() then
   PageNumber last_leaf_ = 0;          // the rightmost leaf, where known,
   std::uint64_t last_leaf_undo_ = 0;  // and the pager's undo count when it was
