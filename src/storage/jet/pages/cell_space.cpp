@@ -20,7 +20,6 @@ CellSpace::CellSpace(Pager& pager, PageAllocator& allocator, RowRef owned_map, R
 }
 
 bool CellSpace::TakesCell(PageNumber page, std::size_t length) const {
-  if (page >= pager_.page_count() || !owned_.Contains(page)) return false;
   const PageView view = pager_.Read(page);
   return DataPage::IsOwnedBy(view.bytes(), owner_) && DataPage(view).HasRoomFor(length);
 }
@@ -29,7 +28,7 @@ std::optional<PageNumber> CellSpace::Search(std::size_t length) {
   if (!free_space_) return std::nullopt;
   auto page = free_space_->Last();
   for (int tries = 0; page && tries < kTries; ++tries) {
-    if (TakesCell(*page, length)) return page;
+    if (owned_.Contains(*page) && TakesCell(*page, length)) return page;
     const PageView view = pager_.Read(*page);
     if (!DataPage::IsOwnedBy(view.bytes(), owner_) || !DataPage(view).HasRoomFor(kNearlyFull)) {
       free_space_->Remove(*page);

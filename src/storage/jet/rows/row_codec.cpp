@@ -52,6 +52,7 @@ void RequireType(const Column& column, const core::Value& value) {
   throw Error(common::kConversion, fmt::format("The value is not of the type of column {}", column.name));
 }
 
+/// Refuses a value that is longer than its column.
 void CheckLength(const Column& column, std::size_t length, std::size_t limit, std::string_view unit) {
   if (length <= limit) return;
   throw Error(common::kFieldTooSmall, fmt::format("The value has {} {}, but column {} holds {} only", length,
@@ -59,7 +60,9 @@ void CheckLength(const Column& column, std::size_t length, std::size_t limit, st
 }
 
 void EncodeColumnText(const Column& column, const std::string& text, std::vector<std::byte>& stored) {
-  CheckLength(column, common::Utf16Length(text), column.length / 2, "characters");
+  const std::size_t limit = column.length / 2U;
+  // A text has no more characters than bytes.
+  if (text.size() > limit) CheckLength(column, common::Utf16Length(text), limit, "characters");
   const std::size_t begin = stored.size();
   EncodeText(text, column.compressed && !column.IsFixed(), stored);
   if (!column.IsFixed()) return;
@@ -267,8 +270,6 @@ void RowBuilder::SetMaskBit(const Column& column, bool value) {
   storage::AssignBit(mask_, column.number, value);
 }
 
-void RowBuilder::SetBool(const Column& column, bool value) { SetMaskBit(column, value); }
-
 void RowBuilder::SetBool(const Column& column, const core::Value& value) {
   if (!core::IsNull(value)) RequireType(column, value);
   SetMaskBit(column, !core::IsNull(value) && std::get<bool>(value));
@@ -281,15 +282,48 @@ void RowBuilder::Set(const Column& column, ByteView stored) {
                       fixed_.begin() + column.fixed_offset);
     return;
   }
+  Piece& piece = PieceOf(column);
+  variable_bytes_ += stored.size() - piece.length;
+  piece = {data_.size(), stored.size()};
+  data_.insert(data_.end(), stored.begin(), stored.end());
+}
+
+void RowBuilder::SetValue(const Column& column, const core::Value& value) {
+  if (column.IsFixed()) {
+    value_.clear();
+    EncodeValue(column, value, value_);
+    return Set(column, value_);
+  }
+  Piece& piece = PieceOf(column);
+  const std::size_t begin = data_.size();
+  EncodeValue(column, value, data_);
+  SetMaskBit(column, true);
+  variable_bytes_ += data_.size() - begin - piece.length;
+  piece = {begin, data_.size() - begin};
+}
+
+void RowBuilder::Load(const RowView& row, const ColumnSet& left_out) {
+  Clear();
+  for (std::size_t i = 0; i < table_.columns.size(); ++i) {
+    const Column& column = table_.columns[i];
+    if (left_out[i] || !row.MaskBit(column.number)) continue;
+    if (column.type == ColumnType::YesNo) {
+      SetMaskBit(column, true);
+    } else if (column.IsFixed()) {
+      Set(column, row.FixedBytes(column));
+    } else if (column.variable_index < row.variable_count_) {
+      Set(column, row.VariableBytes(column));
+    }
+  }
+}
+
+RowBuilder::Piece& RowBuilder::PieceOf(const Column& column) {
   if (column.variable_index >= variable_.size()) {
     ThrowDamaged({nullptr, table_.page, {}},
                  fmt::format("Column {} has variable index {}, but the table has {} variable columns",
                              column.name, column.variable_index, variable_.size()));
   }
-  Piece& piece = variable_[column.variable_index];
-  variable_bytes_ += stored.size() - piece.length;
-  piece = {data_.size(), stored.size()};
-  data_.insert(data_.end(), stored.begin(), stored.end());
+  return variable_[column.variable_index];
 }
 
 ByteView RowBuilder::Stored(const Column& column) const {

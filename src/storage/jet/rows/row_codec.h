@@ -15,6 +15,7 @@
 // docs/formats/jet4.md, "Rows".
 #pragma once
 
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -27,6 +28,9 @@
 #include "storage/jet/pages/jet_format.h"
 
 namespace corvix::jet {
+
+/// A set of columns by position in TableDefinition::columns.
+using ColumnSet = std::bitset<kMaxColumns>;
 
 /// The bytes of one row, for reading. Trusts nothing: each offset is checked when it is used, and damage is
 /// error 3049 naming the place. Valid as long as the bytes are.
@@ -49,6 +53,8 @@ class RowView {
   const Place& place() const { return place_; }
 
  private:
+  friend class RowBuilder;
+
   bool MaskBit(std::uint16_t number) const;
   storage::ByteView FixedBytes(const Column& column) const;
   storage::ByteView VariableBytes(const Column& column) const;
@@ -75,11 +81,14 @@ class RowBuilder {
 
   /// All columns null (or false).
   void Clear();
-  void SetBool(const Column& column, bool value);
   /// Null is false; 3421 when the value is neither Null nor a bool.
   void SetBool(const Column& column, const core::Value& value);
   /// The stored bytes of a column that is not null.
   void Set(const Column& column, storage::ByteView stored);
+  /// A value that is not Null, of any type but yes/no, memo and OLE; fails as EncodeValue does.
+  void SetValue(const Column& column, const core::Value& value);
+  /// The columns of a row as they are stored, but those of `left_out`, which are null and are not looked at.
+  void Load(const RowView& row, const ColumnSet& left_out);
   /// The stored bytes that were set for a variable column; empty for none. Valid until the next change.
   storage::ByteView Stored(const Column& column) const;
   /// Length that the row has now.
@@ -94,6 +103,7 @@ class RowBuilder {
   };
 
   void SetMaskBit(const Column& column, bool value);
+  Piece& PieceOf(const Column& column);
 
   const TableDefinition& table_;
   std::vector<std::byte> fixed_;
@@ -101,6 +111,7 @@ class RowBuilder {
   std::vector<Piece> variable_;  // by variable index
   std::vector<std::byte> mask_;
   std::vector<std::byte> row_;
+  std::vector<std::byte> value_;  // of a fixed column, being encoded
   std::size_t variable_bytes_ = 0;
 };
 

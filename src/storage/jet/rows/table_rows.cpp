@@ -169,26 +169,21 @@ void TableRows::Delete(RowRef slot) {
 ByteView TableRows::BuildRow(std::span<const core::Value> values, const ColumnSet& changed,
                              const RowView* old) {
   if (values.size() != table_.columns.size()) throw std::invalid_argument("One value per column is needed");
-  builder_.Clear();
+  if (old != nullptr) {
+    builder_.Load(*old, changed);
+  } else {
+    builder_.Clear();
+  }
   for (std::size_t i = 0; i < values.size(); ++i) {
     const Column& column = table_.columns[i];
     const core::Value& value = values[i];
-    if (!changed[i]) {
-      if (column.type == ColumnType::YesNo) {
-        builder_.SetBool(column, old->IsTrue(column));
-      } else if (!old->IsNull(column)) {
-        builder_.Set(column, old->Bytes(column));
-      }
-    } else if (column.type == ColumnType::YesNo) {
+    if (!changed[i] || core::IsNull(value)) continue;
+    if (column.type == ColumnType::YesNo) {
       builder_.SetBool(column, value);
-    } else if (!core::IsNull(value)) {
-      if (column.IsLongValue()) {
-        SetLongValue(column, value);
-      } else {
-        stored_.clear();
-        EncodeValue(column, value, stored_);
-        builder_.Set(column, stored_);
-      }
+    } else if (column.IsLongValue()) {
+      SetLongValue(column, value);
+    } else {
+      builder_.SetValue(column, value);
     }
   }
   MoveInlineValuesOut();

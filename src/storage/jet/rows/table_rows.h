@@ -15,7 +15,6 @@
 // behind.
 #pragma once
 
-#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -34,9 +33,6 @@
 #include "storage/jet/rows/row_codec.h"
 
 namespace corvix::jet {
-
-/// A set of columns by position in TableDefinition::columns.
-using ColumnSet = std::bitset<kMaxColumns>;
 
 /// A row found in its page, pinned. Valid until the table changes.
 struct StoredRow {

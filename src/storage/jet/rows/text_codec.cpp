@@ -80,23 +80,22 @@ bool IsCompressible(std::u16string_view units) {
          std::ranges::all_of(units, [](char16_t unit) { return unit >= 0x01 && unit <= 0xFF; });
 }
 
-/// One byte per unit behind the mark, or two in plain form.
-template <typename Units>
-void Append(const Units& units, bool compressed, std::vector<std::byte>& stored) {
-  const auto low = [](auto unit) { return static_cast<std::byte>(unit & 0xFF); };
-  const auto high = [](auto unit) { return static_cast<std::byte>(static_cast<char16_t>(unit) >> 8); };
+void AppendMark(std::vector<std::byte>& stored) {
+  stored.insert(stored.end(), kCompressedMark.begin(), kCompressedMark.end());
+}
+
+/// ASCII bytes are what the compressed form holds of them.
+void AppendAscii(ByteView text, bool compress, std::vector<std::byte>& stored) {
+  if (compress && text.size() >= kMinCompressedText && text.size() <= kMaxCompressedText) {
+    AppendMark(stored);
+    stored.insert(stored.end(), text.begin(), text.end());
+    return;
+  }
   std::size_t at = stored.size();
-  if (compressed) {
-    stored.insert(stored.end(), kCompressedMark.begin(), kCompressedMark.end());
-    at = stored.size();
-    stored.resize(at + units.size());
-    for (const auto unit : units) stored[at++] = low(unit);
-  } else {
-    stored.resize(at + 2 * units.size());
-    for (const auto unit : units) {
-      stored[at++] = low(unit);
-      stored[at++] = high(unit);
-    }
+  stored.resize(at + 2 * text.size());
+  for (const std::byte byte : text) {
+    stored[at] = byte;
+    at += 2;
   }
 }
 
@@ -111,13 +110,15 @@ void DecodeText(ByteView stored, std::string& text) {
 }
 
 void EncodeText(std::string_view text, bool compress, std::vector<std::byte>& stored) {
-  if (AsciiBytes(storage::AsBytes(text)) == text.size()) {
-    compress = compress && text.size() >= kMinCompressedText && text.size() <= kMaxCompressedText;
-    Append(text, compress, stored);
-    return;
-  }
+  const ByteView bytes = storage::AsBytes(text);
+  if (AsciiBytes(bytes) == bytes.size()) return AppendAscii(bytes, compress, stored);
   const std::u16string units = common::ToUtf16(text);
-  Append(units, compress && IsCompressible(units), stored);
+  if (compress && IsCompressible(units)) {
+    AppendMark(stored);
+    for (const char16_t unit : units) stored.push_back(static_cast<std::byte>(unit));
+  } else {
+    for (const char16_t unit : units) storage::AppendLittle<std::uint16_t>(stored, unit);
+  }
 }
 
 }  // namespace corvix::jet
