@@ -20,26 +20,15 @@ void OpenRow::Assign(std::span<const core::Value> from, const ColumnSet& changed
 }
 
 std::optional<std::size_t> RoomFor(const TableRows& rows, const Column& column, const core::Value& value) {
-  switch (column.type) {
-    case ColumnType::YesNo:
-    case ColumnType::Byte:
-    case ColumnType::Integer:
-    case ColumnType::Long:
-    case ColumnType::Currency:
-    case ColumnType::Single:
-    case ColumnType::Double:
-    case ColumnType::Date:
-      return sizeof(double);
-    case ColumnType::Text:
-    case ColumnType::Memo:
-      break;
-    default:
-      return std::nullopt;
+  const ColumnTypeInfo& type = InfoOf(column.type);
+  if (!type.text) {
+    const bool is_short = column.type == ColumnType::YesNo || (type.size != 0 && type.size <= sizeof(double));
+    return is_short ? std::optional(sizeof(double)) : std::nullopt;
   }
   const auto* text = std::get_if<std::string>(&value);
   if (text == nullptr) return 0;                   // Null
   const std::size_t bytes = 2 * text->size() + 2;  // at most, with the mark of compressed text
-  if (column.type == ColumnType::Text) return bytes;
+  if (!type.long_value) return bytes;
   if (bytes > kMaxInlineValue && !rows.StoresLongValues(column)) return std::nullopt;
   return kLongValueHead + std::min(bytes, kMaxInlineValue);
 }
