@@ -190,7 +190,7 @@ class Conversion {
     if (!WantsOverwrite(trap)) return;
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginEdit(); });
-    NoteUnreadable(central_values_, sources_.datCentral);
+    NoteUnreadableCentral();
     trap([&] {
       merge::MergeCentralData(Pairs(central_pairs_, sources_.datCentral), sources_.datCentral, target,
                               merge::kReplaceIfEmpty);
@@ -208,7 +208,7 @@ class Conversion {
     TableSource& target = sources_.DATFOLVANE;
     trap([&] { target.Records().BeginAdd(); });
     event_.merged_central = true;
-    NoteUnreadable(central_values_, sources_.datCentral);
+    NoteUnreadableCentral();
     trap([&] {
       merge::MergeData(Pairs(central_pairs_, sources_.datCentral), sources_.datCentral, target,
                        merge::kReplace);
@@ -234,7 +234,10 @@ class Conversion {
   }
 
   void MergeComps() {
-    if (!std::exchange(event_.merged_comps, true)) NoteUnreadable(comps_values_, sources_.datcomps);
+    if (!std::exchange(event_.merged_comps, true)) {
+      if (!comps_values_) comps_values_.emplace(sources_.datcomps, Pairs(comps_pairs_, sources_.datcomps));
+      comps_values_->AppendTo(event_.unreadable);
+    }
     merge::MergeData(Pairs(comps_pairs_, sources_.datcomps), sources_.datcomps, sources_.DATFOLVANE,
                      merge::kReplace);
   }
@@ -246,9 +249,9 @@ class Conversion {
     return *resolved;
   }
 
-  void NoteUnreadable(std::optional<UnreadableValues>& values, const TableSource& source) {
-    if (!values) values.emplace(source);
-    values->AppendTo(event_.unreadable);
+  void NoteUnreadableCentral() {
+    if (!central_values_) central_values_.emplace(sources_.datCentral);
+    central_values_->AppendTo(event_.unreadable);
   }
 
   bool WantsOverwrite(const Trap& trap) {

@@ -38,6 +38,15 @@ UnreadableValues::UnreadableValues(const core::TableSource& source) : source_(so
   }
 }
 
+UnreadableValues::UnreadableValues(const core::TableSource& source, const merge::FieldPairs& pairs)
+    : UnreadableValues(source) {
+  const auto fields = source.Records().Fields();
+  for (const merge::FieldPair& pair : pairs) {
+    if (pair.rule != merge::StoreRule::Nothing) continue;
+    if (fields[pair.listed_at].type == core::FieldType::Memo) std::erase(fields_, pair.listed_at);
+  }
+}
+
 void UnreadableValues::AppendTo(std::vector<UnreadableValue>& found) const {
   const core::RecordSet& records = source_.Records();
   if (!records.HasRow()) return;

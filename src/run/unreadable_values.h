@@ -6,14 +6,17 @@
 #include <vector>
 
 #include "core/table_source.h"
+#include "merge/field_pairs.h"
 #include "run/events.h"
 
 namespace corvix::run {
 
 class UnreadableValues {
  public:
-  /// `source` must be connected, and stay so while this is used.
+  /// Of all fields. `source` must be connected, and stay so while this is used.
   explicit UnreadableValues(const core::TableSource& source);
+  /// Without the memos that the store rules never store: a merge does not touch their file.
+  UnreadableValues(const core::TableSource& source, const merge::FieldPairs& pairs);
 
   /// Appends those of the current record.
   void AppendTo(std::vector<UnreadableValue>& found) const;

@@ -25,6 +25,22 @@ constexpr std::uint32_t kMillisecondsOfDay = kSecondsOfDay * 1000;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
+/// Nothing, or a decimal number as programs write it: what nearly every field holds, found without reading
+/// it.
+bool IsUsualNumber(std::string_view digits) {
+  if (digits.empty()) return true;
+  if (digits.front() == '-') digits.remove_prefix(1);
+  std::size_t points = 0;
+  for (const char c : digits) {
+    if (c == '.') {
+      ++points;
+    } else if (!IsDigit(c)) {
+      return false;
+    }
+  }
+  return points <= 1 && digits.size() > points;
+}
+
 /// Appends the text form of a plain decimal number without going through a double: up to 15 significant
 /// digits survive that unchanged. False, and nothing appended, for every other number.
 bool AppendPlainNumber(std::string& out, std::string_view digits) {
@@ -306,7 +322,7 @@ bool FieldReader::IsUnreadable(const DbfField& field, std::string_view raw) cons
     case 'N':
     case 'F': {
       using Form = FieldNumber::Form;
-      if (std::ranges::all_of(DigitsOfField(raw), IsDigit)) return false;
+      if (IsUsualNumber(DigitsOfField(raw))) return false;
       if (raw.find_first_not_of(kEmptyMask) == std::string_view::npos) return false;
       const Form form = ParseNumber(raw).form;
       return form == Form::Overflow || form == Form::Partial || form == Form::None;
