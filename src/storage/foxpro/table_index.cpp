@@ -24,6 +24,12 @@ const DbfField* FindField(const DbfHeader& header, std::string_view name) {
   return found == header.fields.end() ? nullptr : &*found;
 }
 
+/// A tag that is named like a field is an index over that field, alone or with others.
+bool IsOverItsField(const Tag& tag, const DbfHeader& header) {
+  const DbfField* field = FindField(header, tag.name);
+  return !field || common::UpperCase(tag.key).find(common::UpperCase(field->name)) != std::string::npos;
+}
+
 std::shared_ptr<CdxFile> Build(const NewTag& wanted, DbfFile& table, const storage::CodePage& page,
                                std::string place) {
   auto file = std::make_unique<storage::ScratchFile>(kMostInMemory);
@@ -101,7 +107,8 @@ ChosenTag TableIndex::Compare(std::string_view name, DbfFile& table, const stora
   if (damage_ && common::IsDeviceError(damage_->number())) throw *damage_;
   const Tag* own = file_ ? file_->FindTag(name) : nullptr;
   if (own && common::Trim(own->key).empty()) own = nullptr;
-  const NewTag replacement = Replacement(name, own, table.header());
+  const bool is_model = own && IsOverItsField(*own, table.header());
+  const NewTag replacement = Replacement(name, is_model ? own : nullptr, table.header());
   try {
     std::string fault = FaultOf(replacement.name, own, table, page);
     if (fault.empty()) return {file_, own, {}};
@@ -118,15 +125,15 @@ ChosenTag TableIndex::Compare(std::string_view name, DbfFile& table, const stora
   }
 }
 
-NewTag TableIndex::Replacement(std::string_view name, const Tag* own, const DbfHeader& header) const {
+NewTag TableIndex::Replacement(std::string_view name, const Tag* model, const DbfHeader& header) const {
   // Deleted records are not shown, so their entries would be of no use.
   constexpr const char* kLive = "!DELETED()";
-  if (own) {
-    return {.name = own->name,
-            .key = own->key,
+  if (model) {
+    return {.name = model->name,
+            .key = model->key,
             .condition = kLive,
-            .descending = own->descending,
-            .collation = own->collation};
+            .descending = model->descending,
+            .collation = model->collation};
   }
   if (const DbfField* field = FindField(header, name)) {
     return {.name = field->name, .key = field->name, .condition = kLive};
@@ -148,7 +155,9 @@ std::string TableIndex::FaultOf(std::string_view name, const Tag* own, DbfFile& 
   std::string fault;
   if (own) {
     TagKeys keys(*own, table.header(), page);
-    if (const std::string what = Disagreement(*file_, *own, table, keys); !what.empty()) {
+    if (!IsOverItsField(*own, table.header())) {
+      fault = fmt::format("the tag {} of {} is over '{}', not over the field", name, file_name, own->key);
+    } else if (const std::string what = Disagreement(*file_, *own, table, keys); !what.empty()) {
       fault = fmt::format("the tag {} of {} does not fit its table: {}", name, file_name, what);
     }
   } else if (file_) {

@@ -60,8 +60,8 @@ class TableIndex {
 
  private:
   ChosenTag Compare(std::string_view name, DbfFile& table, const storage::CodePage& page) const;
-  /// What is built when the tag cannot be used.
-  NewTag Replacement(std::string_view name, const Tag* own, const DbfHeader& header) const;
+  /// What is built when the tag cannot be used: one like `model`, or, without one, over the field.
+  NewTag Replacement(std::string_view name, const Tag* model, const DbfHeader& header) const;
   std::string FaultOf(std::string_view name, const Tag* own, DbfFile& table,
                       const storage::CodePage& page) const;
 
