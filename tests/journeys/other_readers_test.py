@@ -68,6 +68,10 @@ def bytes_of(theirs):
     return base64.b64decode(theirs['$binary'])
 
 
+def is_to_the_second(ours, theirs):
+    return len(ours) > 19 and abs(datetime.fromisoformat(ours) - datetime.fromisoformat(theirs)) < timedelta(seconds=1)
+
+
 # How mdb-json shows values in other ways than they are in the file. Each explains a difference of two values.
 WAYS_OF_MDB_JSON = {
     'number of a boolean': lambda ours, theirs: isinstance(ours, bool) and int(ours) == theirs,
@@ -78,6 +82,7 @@ WAYS_OF_MDB_JSON = {
     'digits of a single': lambda ours, theirs: abs(float(theirs) - ours) <= 1e-7 * abs(ours),
     'empty text': lambda ours, theirs: ours == '' and theirs is None,
     'cut at zero': is_cut_at_zero,
+    'time to the second': is_to_the_second,
     'early or late date': lambda ours, theirs: not '1900' < ours < '9999' and theirs.startswith('1900-01-00'),
     'GUID short of a hyphen': lambda ours, theirs: bytes_of(theirs).decode().replace('-', '') == ours.replace('-', ''),
     'beyond 16 bits': lambda ours, theirs: ''.join(c if c <= '\uffff' else '??' for c in ours) == theirs,
@@ -134,7 +139,7 @@ def mdb_reader_shows(ours, theirs):
         return True
     if not isinstance(ours, str) or not isinstance(theirs, str):
         return False
-    if len(ours) == 19 and ours[10] == 'T':
+    if len(ours) >= 19 and ours[10] == 'T':
         day, time = ours.split('T')
         of_day = datetime.fromisoformat(ours) - datetime.fromisoformat(day)
         counted = datetime.fromisoformat(day) + (of_day if datetime.fromisoformat(ours) >= DAY_ZERO else -of_day)
