@@ -91,21 +91,22 @@ TEST_F(DamagedIndex, AnIndexThatDoesNotFitIsReplacedAndToldWhy) {
       {[&] {
          replace_index({"B", "A"});
        },
-       "298 live records have no entry (the first: record 3), 2 entries have another"},
+       "live records without an entry: 298 (the first: record 3), entries with another key than their "
+       "record: 2"},
       {[&] {
          auto others = keys;
          std::ranges::rotate(others, others.begin() + 1);
          others.push_back("X");
          replace_index(others);
        },
-       "300 entries have another key than their record (the first: record 1), 1 entries name records"},
+       "entries with another key than their record: 300 (the first: record 1), entries of records that"},
       {[&] { table[66 + 11] = std::byte{'X'}; },
-       "1 entries have another key than their record (the first: record 2)"},
+       "entries with another key than their record: 1 (the first: record 2)"},
       {[&] {
          add_record("NEW");
          table[4] = std::byte{301 & 0xFF};
        },
-       "1 live records have no entry (the first: record 301)", 301},
+       "live records without an entry: 1 (the first: record 301)", 301},
       {[&] {
          add_record("NEW");
          add_record("NEWER");

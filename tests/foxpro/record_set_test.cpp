@@ -1,5 +1,9 @@
 // The record set over tables of our own: order, seek, position, and what is said when files are missing.
+#include <chrono>
+
 #include "foxpro/tables.h"
+#include "storage/base/posix_file.h"
+#include "support/temporary_directory.h"
 
 namespace corvix::foxpro {
 namespace {
@@ -86,7 +90,8 @@ TEST(FoxProRecordSet, TagsOfEveryKindGiveTheirOrder) {
   EXPECT_EQ(Seek(*records, "B"), 1u) << "record 3 is deleted";
   EXPECT_EQ(records->RebuiltIndex(), "");
   EXPECT_THAT(Walk(*records, "ONE"), ElementsAre(2, 4, 7, 1, 6, 5)) << "no live record is left out";
-  EXPECT_THAT(records->RebuiltIndex(), HasSubstr("3 live records have no entry, as it does not take all"));
+  EXPECT_THAT(records->RebuiltIndex(),
+              HasSubstr("live records without an entry, as it does not take all: 3"));
   EXPECT_THAT(Walk(*records, "LIVE"), ElementsAre(2, 7, 5, 4, 1, 6));
   EXPECT_EQ(Seek(*records, "C"), 5u);
   EXPECT_THAT(Walk(*records, "NUMBER"), ElementsAre(7, 6, 5, 4, 2, 1));
@@ -180,6 +185,36 @@ TEST(FoxProRecordSet, CapitalsAreThoseOfTheCodePage) {
     records->SelectIndex("KEY");
     EXPECT_EQ(Seek(*records, capitals), 1u) << capitals;
   }
+}
+
+TEST(FoxProRecordSet, AnIndexIsComparedOncePerStateOfTheFiles) {
+  storage::PosixFileSystem files;
+  const test::TemporaryDirectory directory;
+  const auto index = directory.path() / "T.CDX";
+  const auto write = [&] {
+    FoxProWriter writer(files, directory.path(), "T",
+                        {.fields = {{"KEY", 'C', 5}}, .tags = {{.name = "KEY", .key = "KEY"}}});
+    writer.SetText(0, "A");
+    writer.Append();
+    writer.Finish();
+  };
+  IndexChoices choices;
+  const auto open = [&] {
+    auto records = std::make_unique<FoxProRecordSet>(files, directory.path(), "T", &choices);
+    records->SelectIndex("KEY");
+    EXPECT_EQ(Seek(*records, "A"), records->RebuiltIndex().empty() ? 0u : 1u);
+    return records;
+  };
+  write();
+  FoxProRecordSet(files, directory.path(), "T", &choices).SelectIndex("KEY");
+  const auto time = std::filesystem::last_write_time(index);
+  files.Open(index, storage::OpenMode::ReadWrite)->WriteAt(0xA00 + 511, storage::AsBytes("B"));
+  std::filesystem::last_write_time(index, time);
+  EXPECT_EQ(open()->RebuiltIndex(), "") << "nothing tells that the file changed";
+  std::filesystem::last_write_time(index, time + std::chrono::seconds(1));
+  const auto rebuilt = open();
+  EXPECT_THAT(rebuilt->RebuiltIndex(), HasSubstr("entries with another key than their record: 1"));
+  EXPECT_EQ(open()->RebuiltIndex(), rebuilt->RebuiltIndex());
 }
 
 TEST(FoxProRecordSet, FilesAreFoundWithoutRegardToCase) {

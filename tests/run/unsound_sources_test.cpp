@@ -14,6 +14,7 @@
 #include "storage/base/bytes.h"
 #include "storage/base/code_page.h"
 #include "storage/base/memory_file.h"
+#include "storage/foxpro/foxpro_writer.h"
 #include "storage/jet/jet_database.h"
 #include "support/file_run.h"
 #include "support/jet_files.h"
@@ -233,6 +234,41 @@ TEST_F(UnsoundSources, EveryLiveRecordIsAccountedForOrTheRunIsRefused) {
     }
   }
   EXPECT_LT(refused, kRounds / 3) << "what can be read is read";
+}
+
+/// Their capitals are in no code page of the sources, or in no other than Unicode.
+TEST_F(UnsoundSources, KeysKeepLettersWithoutACapitalOfTheirCodePage) {
+  sample::WriteTarget(files_, kOffice, {.records = 0});
+  const std::vector<foxpro::NewTag> tags = {{.name = "CENTRALKEY", .key = "UPPER(CENTRALKEY)"}};
+  const std::vector<std::string> keys = {"1 \u00b5 ST", "2 \u0192 AVE", "3 \u00df RD", "4 R\u00edO CT",
+                                         "5 \u00d1 LN"};
+  const auto write = [&](const char* table, const char* field, const char* other) {
+    foxpro::FoxProWriter writer(files_, kOffice, table,
+                                {.fields = {{"CENTRALKEY", 'C', 35}, {field, 'C', 12}, {other, 'C', 20}},
+                                 .tags = tags,
+                                 .language_driver = 0x01});
+    for (const std::string& key : keys) {
+      writer.SetText(0, key);
+      writer.SetText(1, "GOOD");
+      writer.SetText(2, "FRONT");
+      writer.Append();
+    }
+    writer.Finish();
+  };
+  write("CENTRAL", "OWNER", "CITY");
+  write("COMPS", "CONDITION", "NEIGHBORHD");
+  write("PHOTO", "PICTID", "VIEW");
+  test::FileRun run(files_, kOffice, kOffice);
+  ASSERT_TRUE(Convert(run));
+  const auto database = jet::OpenJetDatabase(files_, kDatabase, core::Access::ReadOnly);
+  core::TableSource target{.name = "target"};
+  target.Recordset = database->OpenTable("COMPS");
+  ASSERT_EQ(target.Records().RecordCount(), 5);
+  for (; !target.Records().PastEnd(); target.Records().MoveNext()) {
+    SCOPED_TRACE(core::GetFieldData(target, "CENTRALKEY"));
+    EXPECT_EQ(common::Trim(core::GetFieldData(target, "CONDITION")), "GOOD");
+    EXPECT_EQ(core::GetFieldData(target, "PHOTOS"), "FRONT|GOOD\r\n");
+  }
 }
 
 }  // namespace

@@ -86,14 +86,14 @@ class Comparison {
     std::vector<std::string> parts;
     const auto tell = [&](const Counted& counted, std::string_view what) {
       if (counted.number == 0) return;
-      parts.push_back(fmt::format("{} {} (the first: record {})", counted.number, what, counted.first));
+      parts.push_back(fmt::format("{}: {} (the first: record {})", what, counted.number, counted.first));
     };
     tell(missing_, tag_.condition.empty() && !tag_.IsUnique()
-                       ? "live records have no entry"
-                       : "live records have no entry, as it does not take all records");
-    tell(foreign_, "entries have another key than their record");
-    tell(repeated_, "records have several entries");
-    tell(outside_, "entries name records that the table does not have");
+                       ? "live records without an entry"
+                       : "live records without an entry, as it does not take all");
+    tell(foreign_, "entries with another key than their record");
+    tell(repeated_, "records with several entries");
+    tell(outside_, "entries of records that the table does not have");
     return fmt::format("{}", fmt::join(parts, ", "));
   }
 
