@@ -90,8 +90,10 @@ TEST(MemoFile, LengthsAreMeasuredBeforeTheyAreFollowed) {
   memos[6] = memos[7] = std::byte{0};  // a block size of 1
   EXPECT_LT(read_all(), 10 * memos.size());
   memos[7] = std::byte{64};
+  memos[512 + 4] = std::byte{0xFF};  // past the end
+  EXPECT_LT(TextOf(*Open(files)).size(), 2 * kLongestCutMemo) << "in UTF-8";
   memos.resize(memos.size() + kLongestMemo + 512);
-  memos[512 + 4] = std::byte{0x7F};
+  memos[512 + 4] = std::byte{1};
   EXPECT_THAT(ErrorOf([&] { TextOf(*Open(files)); }), testing::HasSubstr("more than a memo has"));
   EXPECT_EQ(Open(files)->UnreadableText(0), "8");
 }

@@ -97,13 +97,14 @@ std::uint64_t MemoFile::FindEnd(std::uint64_t offset) {
 
 Memo MemoFile::Read(std::uint32_t block) {
   const Head head = ReadHead(block);
-  const std::uint64_t there = std::min(head.length, size_ - std::min(size_, head.data));
+  std::uint64_t there = std::min(head.length, size_ - std::min(size_, head.data));
+  if (there < head.length) there = std::min(there, kLongestCutMemo);
   if (there > kLongestMemo) {
     ThrowDamaged(
         fmt::format("The memo at block {} claims {} bytes, more than a memo has", block, head.length),
         place_);
   }
-  Memo memo{.type = head.type, .bytes = std::string(there, '\0'), .cut = there < head.length};
+  Memo memo{.type = head.type, .bytes = std::string(there, '\0')};
   const std::size_t read = file_->ReadAt(head.data, std::as_writable_bytes(std::span(memo.bytes)));
   if (read < there) ThrowDamaged(fmt::format("Memo block {} cannot be read in full", block), place_);
   return memo;

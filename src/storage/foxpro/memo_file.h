@@ -54,6 +54,9 @@ inline constexpr char kMemoEnd = '\x1A';
 /// memory.
 inline constexpr std::uint64_t kLongestMemo = std::uint64_t{16} << 20;
 
+/// What is read of a memo that runs past the end of its file. Where the block size is wrong, many seem to.
+inline constexpr std::uint64_t kLongestCutMemo = std::uint64_t{64} << 10;
+
 enum class MemoKind { FoxPro, DBase3, DBase4 };
 
 /// The kind of memo file that a table of this version has, and its extension with the dot.
@@ -62,8 +65,7 @@ std::string_view MemoExtension(MemoKind kind);
 
 struct Memo {
   std::uint32_t type = fpt::kText;
-  std::string bytes;
-  bool cut = false;  ///< the length in the file runs past its end; `bytes` is what there is
+  std::string bytes;  ///< what there is, where the length in the file runs past its end
 };
 
 /// Where a memo lies, to find memos that overlap.
