@@ -289,7 +289,8 @@ std::optional<RowRef> OpenTable::FindOpenRow(std::size_t index, storage::ByteVie
   if (!open_ || !indexes_.IsUnique(index) || indexes_.parts(index).size() != 1) return std::nullopt;
   RowKeys::One& own = open_->keys.indexes[index];
   if (!own.built) {
-    ReadBothVersions(open_->place, open_->values, open_->unwritten, indexes_.columns());
+    const ColumnSet column = ColumnSet{}.set(indexes_.parts(index).front().position);
+    ReadBothVersions(open_->place, open_->values, open_->unwritten, column);
     indexes_.BuildKey(index, new_values_, own);
   }
   if (!std::ranges::equal(own.key, key)) return std::nullopt;

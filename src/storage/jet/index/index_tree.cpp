@@ -84,7 +84,7 @@ bool IndexTree::Insert(ByteView key, RowRef row) {
   if (AppendToLastLeaf(change) || InsertAtFinger(change)) return true;
 
   Descend(change);
-  const Step step = change.path[change.depth];
+  const Step step = change.path.back();
   const Loaded loaded = Read(step.page);
   if (!loaded.page.IsEnd(step.entry) && loaded.page.Compare(step.entry, change.entry) == 0) return false;
   const PageEdit edit = pager_.Edit(step.page);
@@ -143,7 +143,7 @@ void IndexTree::RememberLastLeaf(PageNumber page) {
 bool IndexTree::Erase(ByteView key, RowRef row) {
   Change change(key, row);
   Descend(change);
-  const Step step = change.path[change.depth];
+  const Step step = change.path.back();
   const Loaded loaded = Read(step.page);
   if (loaded.page.IsEnd(step.entry) || loaded.page.Compare(step.entry, change.entry) != 0) return false;
   const PageEdit edit = pager_.Edit(step.page);
@@ -152,10 +152,10 @@ bool IndexTree::Erase(ByteView key, RowRef row) {
   const bool was_last = step.entry.end == leaf.used();
   leaf.Erase(step.entry);
   if (leaf.IsEmpty()) {
-    if (change.depth > 0) RemovePage(change, change.depth);
+    if (change.depth() > 0) RemovePage(change, change.depth());
   } else if (was_last) {
     leaf.Get(leaf.Last(), change.entry);
-    SetBound(change, change.depth);
+    SetBound(change, change.depth());
   }
   return true;
 }
@@ -163,11 +163,11 @@ bool IndexTree::Erase(ByteView key, RowRef row) {
 /// Fills the path from the root to the leaf of the entry and its place there.
 void IndexTree::Descend(Change& change) {
   PageNumber page = root_;
-  for (change.depth = 0; change.depth < kMaxDepth; ++change.depth) {
+  while (change.path.size() < kMaxDepth) {
     Loaded loaded = Read(page);
     if (CompleteNode(loaded.page)) loaded = Read(page);
     const EntrySpan entry = loaded.page.LowerBound(change.entry);
-    change.path[change.depth] = {page, entry};
+    change.path.push_back({page, entry});
     if (loaded.page.IsLeaf()) return;
     page = ChildAt(loaded.page, entry);
   }
@@ -198,13 +198,13 @@ PageEdit IndexTree::NewPage(PageType type) {
 /// Divides the leaf at the end of the path, which cannot take the entry; `all` are its entries and the new
 /// one.
 void IndexTree::SplitLeaf(Change& change, const EntryList& all) {
-  if (change.depth == 0) PushDownRoot(change);
-  const PageEdit old_page = pager_.Edit(change.path[change.depth].page);
+  if (change.depth() == 0) PushDownRoot(change);
+  const PageEdit old_page = pager_.Edit(change.path.back().page);
   const PageEdit fresh_page = NewPage(PageType::IndexLeaf);
   IndexPageEdit old(old_page);
   IndexPageEdit fresh(fresh_page);
   const std::size_t count = all.size();
-  const Step& parent = change.path[change.depth - 1];
+  const Step& parent = change.path[change.depth() - 1];
   const bool is_tail = Read(parent.page).page.IsEnd(parent.entry);
   last_leaf_ = 0;
 
@@ -213,7 +213,7 @@ void IndexTree::SplitLeaf(Change& change, const EntryList& all) {
     fresh.SetPrevious(old_page.number());
     old.SetNext(fresh_page.number());
     RememberLastLeaf(fresh_page.number());
-    AddToParent(change, change.depth, SeparatorOf(all[count - 2], old_page.number()), fresh_page.number());
+    AddToParent(change, change.depth(), SeparatorOf(all[count - 2], old_page.number()), fresh_page.number());
     return;
   }
   const bool first_of_all = all.extra() == 0 && old.previous() == 0;
@@ -221,7 +221,7 @@ void IndexTree::SplitLeaf(Change& change, const EntryList& all) {
   fresh.SetEntries(all, 0, middle);
   old.SetEntries(all, middle, count);
   LinkLeftOf(fresh_page, old_page);
-  AddToParent(change, change.depth, SeparatorOf(all[middle - 1], fresh_page.number()), 0);
+  AddToParent(change, change.depth(), SeparatorOf(all[middle - 1], fresh_page.number()), 0);
 }
 
 /// Inserts a separator into the node above `depth`, before the child that the path went to. With `new_tail`
@@ -285,11 +285,8 @@ void IndexTree::PushDownRoot(Change& change) {
   std::ranges::copy(root.bytes(), copy.bytes().begin());
   IndexPageEdit::Format(root.bytes(), PageType::IndexNode, table_);
   IndexPageEdit(root).SetTail(copy.number());
-  std::copy_backward(change.path.begin(), change.path.begin() + static_cast<std::ptrdiff_t>(change.depth + 1),
-                     change.path.begin() + static_cast<std::ptrdiff_t>(change.depth + 2));
-  change.path[0] = {root_, {}};
-  change.path[1].page = copy.number();
-  ++change.depth;
+  change.path.front().page = copy.number();
+  change.path.insert(change.path.begin(), {root_, {}});
   last_leaf_ = 0;
 }
 

@@ -20,10 +20,10 @@
 // caller's Savepoint.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "storage/base/bytes.h"
 #include "storage/jet/index/index_key.h"
@@ -104,9 +104,10 @@ class IndexTree {
   struct Change {
     Change(storage::ByteView key, RowRef row);
 
+    std::size_t depth() const { return path.size() - 1; }  // of the leaf
+
     Key entry;
-    std::array<Step, kMaxDepth + 1> path;  // from the root to a leaf
-    std::size_t depth = 0;                 // of the leaf in path
+    std::vector<Step> path;  // from the root to a leaf, once the tree was descended
   };
 
   Loaded Read(PageNumber page) const;
